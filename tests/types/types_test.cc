@@ -1,0 +1,3 @@
+#include <gtest/gtest.h>
+#include "rivulet/rivulet.h"
+TEST(Types, Placeholder) { EXPECT_EQ(getAudioDataType(32, true), AUDIO_SINGLE); }

@@ -1,0 +1,136 @@
+// Row kernels and plane drivers shared by the families that widen 8-bit
+// components into planes. Each kernel has its plain form (the rule, one
+// element at a time) and, where it pays, a fast form that equals it bit for bit.
+#ifndef RIVULET_VIDEO_RGB_KERNELS_H
+#define RIVULET_VIDEO_RGB_KERNELS_H
+
+#include <algorithm>
+#include <cstdint>
+
+#include "video/sample_rules.h"
+
+namespace rivulet {
+
+// ---- Fast forms (x86-64), defined in the SIMD sources ------------------------------------
+
+// Splits w BGR pixels into three byte rows. Returns how many pixels it did (a
+// multiple of its block); the caller finishes the rest with the plain form.
+int splitBGRRowBytes_SIMD(const std::uint8_t* bgr, std::uint8_t* red, std::uint8_t* green,
+                          std::uint8_t* blue, int w);
+// Splits a 16 x 16 block of BGR pixels (16 rows rowStep bytes apart) and
+// writes it transposed: column c of the block goes to 16 consecutive bytes at
+// plane + c * h of each plane.
+void splitBGRBlockToColumns_SIMD(const std::uint8_t* bgr, std::int64_t rowStep,
+                                 std::uint8_t* red, std::uint8_t* green, std::uint8_t* blue,
+                                 std::int64_t h);
+// Transposes a 16 x 16 block of bytes (rows srcStride apart) into 16 runs of 16
+// bytes dstStride apart.
+void transposeBlock16_SIMD(const std::uint8_t* src, std::int64_t srcStride, std::uint8_t* dst,
+                           std::int64_t dstStride);
+
+// ---- Plain forms ----------------------------------------------------------------------------
+
+template <int N>
+inline void splitBGRRow_C(const std::uint8_t* bgr, Sample<N>* red, Sample<N>* green,
+                          Sample<N>* blue, int w, Sample<N> const* lut) {
+  for (int c = 0; c < w; ++c) {
+    blue[c] = byteToSample<N>(lut, bgr[3 * c]);
+    green[c] = byteToSample<N>(lut, bgr[3 * c + 1]);
+    red[c] = byteToSample<N>(lut, bgr[3 * c + 2]);
+  }
+}
+
+template <int N>
+inline void splitBGRRow(const std::uint8_t* bgr, Sample<N>* red, Sample<N>* green,
+                        Sample<N>* blue, int w, Sample<N> const* lut) {
+  int done = 0;
+  if constexpr (N == VIDEO_UINT8) done = splitBGRRowBytes_SIMD(bgr, red, green, blue, w);
+  splitBGRRow_C<N>(bgr + 3 * done, red + done, green + done, blue + done, w - done, lut);
+}
+
+template <int N>
+inline void widenRun(const std::uint8_t* src, Sample<N>* dst, std::int64_t count,
+                     Sample<N> const* lut) {
+  if constexpr (N == VIDEO_UINT8) {
+    std::copy_n(src, count, dst);
+  } else {
+    for (std::int64_t i = 0; i < count; ++i) dst[i] = byteToSample<N>(lut, src[i]);
+  }
+}
+
+// ---- Plane drivers ---------------------------------------------------------------------------
+
+// Row-major planes from BGR rows: picture row r starts at top + r * rowStep.
+template <int N>
+void splitBGRRows(const std::uint8_t* top, std::int64_t rowStep, Sample<N>* const planes[3],
+                  int w, int h, Sample<N> const* lut) {
+  for (int r = 0; r < h; ++r) {
+    const std::int64_t o = static_cast<std::int64_t>(r) * w;
+    splitBGRRow<N>(top + r * rowStep, planes[0] + o, planes[1] + o, planes[2] + o, w, lut);
+  }
+}
+
+// Tile sizes of the column-major drivers: a tile's height fills at least one
+// cache line of a destination column; its width keeps the lines of the three
+// planes that one tile writes within L1.
+template <typename T>
+inline constexpr int kTileRows = sizeof(T) >= 8 ? 8 : 64 / static_cast<int>(sizeof(T));
+inline constexpr int kTileCols = 64;
+
+// Column-major planes from BGR rows, walked in tiles so that each destination
+// column receives a run of consecutive elements while its line is in cache.
+template <int N>
+void splitBGRRowsToColumns_C(const std::uint8_t* top, std::int64_t rowStep,
+                             Sample<N>* const planes[3], int w, int h, Sample<N> const* lut) {
+  using T = Sample<N>;
+  const std::int64_t H = h;
+  for (int r0 = 0; r0 < h; r0 += kTileRows<T>) {
+    const int r1 = std::min(h, r0 + kTileRows<T>);
+    for (int c0 = 0; c0 < w; c0 += kTileCols) {
+      const int c1 = std::min(w, c0 + kTileCols);
+      for (int r = r0; r < r1; ++r) {
+        const std::uint8_t* px = top + r * rowStep;
+        for (int c = c0; c < c1; ++c) {
+          const std::int64_t o = c * H + r;
+          planes[0][o] = byteToSample<N>(lut, px[3 * c + 2]);
+          planes[1][o] = byteToSample<N>(lut, px[3 * c + 1]);
+          planes[2][o] = byteToSample<N>(lut, px[3 * c]);
+        }
+      }
+    }
+  }
+}
+
+template <int N>
+void splitBGRRowsToColumns(const std::uint8_t* top, std::int64_t rowStep,
+                           Sample<N>* const planes[3], int w, int h, Sample<N> const* lut) {
+  splitBGRRowsToColumns_C<N>(top, rowStep, planes, w, h, lut);
+}
+
+// dst[c * h + r] = widen(src[r * w + c]): a row-major byte plane to a
+// column-major plane, in tiles.
+template <int N>
+void transposePlane_C(const std::uint8_t* src, Sample<N>* dst, int w, int h,
+                      Sample<N> const* lut) {
+  using T = Sample<N>;
+  const std::int64_t H = h;
+  for (int r0 = 0; r0 < h; r0 += kTileRows<T>) {
+    const int r1 = std::min(h, r0 + kTileRows<T>);
+    for (int c0 = 0; c0 < w; c0 += kTileCols) {
+      const int c1 = std::min(w, c0 + kTileCols);
+      for (int r = r0; r < r1; ++r) {
+        const std::uint8_t* row = src + static_cast<std::int64_t>(r) * w;
+        for (int c = c0; c < c1; ++c) dst[c * H + r] = byteToSample<N>(lut, row[c]);
+      }
+    }
+  }
+}
+
+template <int N>
+void transposePlane(const std::uint8_t* src, Sample<N>* dst, int w, int h, Sample<N> const* lut) {
+  transposePlane_C<N>(src, dst, w, h, lut);
+}
+
+}  // namespace rivulet
+
+#endif

@@ -1,0 +1,152 @@
+// The video selectors: two ways of reading a nine-entry table, and the three
+// top-level decision tables over frame format and plane model.
+#include "video/families.h"
+#include "types/traits.h"
+
+namespace rivulet {
+namespace {
+
+// Families whose routines are not in this build yet: every entry null.
+constexpr VideoInputFcn kNoInput[9] = {};
+constexpr VideoOutputFcn kNoOutput[9] = {};
+
+// Filling read: out of range touches nothing; otherwise the type's 8-bit table
+// is (re)written before the entry is returned.
+template <typename Fcn>
+Fcn fillingRead(Fcn const (&table)[9], VideoDataType dataType) {
+  if (static_cast<unsigned>(dataType) > 8) return nullptr;
+  initEightBitLUT(dataType);
+  return table[dataType];
+}
+
+// Plain read: no side effect.
+template <typename Fcn>
+Fcn plainRead(Fcn const (&table)[9], VideoDataType dataType) {
+  if (static_cast<unsigned>(dataType) > 8) return nullptr;
+  return table[dataType];
+}
+
+}  // namespace
+}  // namespace rivulet
+
+using namespace rivulet;
+
+// ---- Input families (filling reads) -------------------------------------------------
+
+VideoInputFcn MM_GetRGBToRGBChannelsInputFcn(VideoDataType t) {
+  return fillingRead(kRGBToRGBChannelsInput, t);
+}
+VideoInputFcn MM_GetRGBToRGBChannelsInputFcn_mmr(VideoDataType t) {
+  return fillingRead(kRGBToRGBChannelsInput_mmr, t);
+}
+VideoInputFcn MM_GetRGBToIntensityChannelsInputFcn(VideoDataType t) {
+  return fillingRead(kNoInput, t);
+}
+VideoInputFcn MM_GetRGBToIntensityChannelsInputFcn_mmr(VideoDataType t) {
+  return fillingRead(kNoInput, t);
+}
+VideoInputFcn MM_GetRGBToYCbCrChannelsInputFcn(VideoDataType t) { return fillingRead(kNoInput, t); }
+VideoInputFcn MM_GetRGBToYCbCrChannelsInputFcn_mmr(VideoDataType t) {
+  return fillingRead(kNoInput, t);
+}
+VideoInputFcn MM_GetYCbCrToRGBChannelsInputFcn(VideoDataType t) { return fillingRead(kNoInput, t); }
+VideoInputFcn MM_GetYCbCrToIntensityChannelsInputFcn(VideoDataType t) {
+  return fillingRead(kNoInput, t);
+}
+VideoInputFcn MM_GetYCbCrToYCbCrChannelsInputFcn(VideoDataType t) {
+  return fillingRead(kNoInput, t);
+}
+
+// ---- Empty families (filling reads) -------------------------------------------------
+
+VideoInputFcn MM_GetToRGBChannelsEmptyFcn(VideoDataType t) {
+  return fillingRead(kToRGBChannelsEmpty, t);
+}
+VideoInputFcn MM_GetToIntensityChannelsEmptyFcn(VideoDataType t) {
+  return fillingRead(kToIntensityChannelsEmpty, t);
+}
+// Same routines as the RGB table: every plane gets w * h elements.
+VideoInputFcn MM_GetToYCbCrChannelsEmptyFcn(VideoDataType t) {
+  return fillingRead(kToRGBChannelsEmpty, t);
+}
+
+// ---- Output and ConvertCopy families (plain reads) ----------------------------------
+
+VideoOutputFcn MM_GetRGBToRGBChannelsOutputFcn(VideoDataType t) { return plainRead(kNoOutput, t); }
+VideoOutputFcn MM_GetIntensityToRGBChannelsOutputFcn(VideoDataType t) {
+  return plainRead(kNoOutput, t);
+}
+VideoOutputFcn MM_GetRGBToRGB24ChannelsConvertCopyFcn(VideoDataType t) {
+  return plainRead(kNoOutput, t);
+}
+VideoOutputFcn MM_GetIntensityToRGB24ChannelsConvertCopyFcn(VideoDataType t) {
+  return plainRead(kNoOutput, t);
+}
+VideoOutputFcn MM_GetYCbCrToRGBChannelsOutputFcn(VideoDataType t) { return plainRead(kNoOutput, t); }
+VideoOutputFcn MM_GetRGBToYCbCrChannelsOutputFcn(VideoDataType t) { return plainRead(kNoOutput, t); }
+VideoOutputFcn MM_GetIntensityToYCbCrChannelsOutputFcn(VideoDataType t) {
+  return plainRead(kNoOutput, t);
+}
+VideoOutputFcn MM_GetYCbCrToYCbCrChannelsOutputFcn(VideoDataType t) {
+  return plainRead(kNoOutput, t);
+}
+
+// ---- Top-level selectors ------------------------------------------------------------
+
+VideoInputFcn MM_GetVideoInputFcn(FourCCType frameFormat, FourCCType channelModel,
+                                  VideoDataType dataType, bool useMmr) {
+  if (frameFormat == FOURCC_RGB) {
+    switch (channelModel) {
+      case FOURCC_RGB:
+        return useMmr ? MM_GetRGBToRGBChannelsInputFcn_mmr(dataType)
+                      : MM_GetRGBToRGBChannelsInputFcn(dataType);
+      case FOURCC_GREY:
+        return useMmr ? MM_GetRGBToIntensityChannelsInputFcn_mmr(dataType)
+                      : MM_GetRGBToIntensityChannelsInputFcn(dataType);
+      case FOURCC_YUY2:
+        return useMmr ? MM_GetRGBToYCbCrChannelsInputFcn_mmr(dataType)
+                      : MM_GetRGBToYCbCrChannelsInputFcn(dataType);
+      default:
+        return nullptr;
+    }
+  }
+  if (frameFormat == FOURCC_YUY2) {
+    switch (channelModel) {
+      case FOURCC_RGB: return MM_GetYCbCrToRGBChannelsInputFcn(dataType);
+      case FOURCC_GREY: return MM_GetYCbCrToIntensityChannelsInputFcn(dataType);
+      case FOURCC_YUY2: return MM_GetYCbCrToYCbCrChannelsInputFcn(dataType);
+      default: return nullptr;
+    }
+  }
+  return nullptr;  // FOURCC_GREY is never a packed frame; unknown formats have no route
+}
+
+VideoOutputFcn MM_GetVideoOutputFcn(FourCCType channelModel, FourCCType frameFormat,
+                                    VideoDataType dataType) {
+  if (frameFormat == FOURCC_RGB) {
+    switch (channelModel) {
+      case FOURCC_RGB: return MM_GetRGBToRGBChannelsOutputFcn(dataType);
+      case FOURCC_GREY: return MM_GetIntensityToRGBChannelsOutputFcn(dataType);
+      case FOURCC_YUY2: return MM_GetYCbCrToRGBChannelsOutputFcn(dataType);
+      default: return nullptr;
+    }
+  }
+  if (frameFormat == FOURCC_YUY2) {
+    switch (channelModel) {
+      case FOURCC_RGB: return MM_GetRGBToYCbCrChannelsOutputFcn(dataType);
+      case FOURCC_GREY: return MM_GetIntensityToYCbCrChannelsOutputFcn(dataType);
+      case FOURCC_YUY2: return MM_GetYCbCrToYCbCrChannelsOutputFcn(dataType);
+      default: return nullptr;
+    }
+  }
+  return nullptr;
+}
+
+VideoInputFcn MM_GetVideoEmptyFcn(FourCCType channelModel, VideoDataType dataType) {
+  switch (channelModel) {
+    case FOURCC_RGB: return MM_GetToRGBChannelsEmptyFcn(dataType);
+    case FOURCC_GREY: return MM_GetToIntensityChannelsEmptyFcn(dataType);
+    case FOURCC_YUY2: return MM_GetToYCbCrChannelsEmptyFcn(dataType);
+    default: return nullptr;
+  }
+}
