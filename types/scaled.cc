@@ -46,5 +46,13 @@ constexpr FixToDoubleFcn kFixToDouble[7] = {
 
 }  // namespace
 
-DoubleToFixFcn MM_GetDoubleToFixFcn(ScaledDoubleFunctionIndex index) { return kDoubleToFix[index]; }
-FixToDoubleFcn MM_GetFixToDoubleFcn(ScaledDoubleFunctionIndex index) { return kFixToDouble[index]; }
+static_assert(sizeof kDoubleToFix / sizeof kDoubleToFix[0] == SCALED_INT32 + 1);
+static_assert(sizeof kFixToDouble / sizeof kFixToDouble[0] == SCALED_INT32 + 1);
+
+// An index outside the enum answers null instead of reading past the table.
+DoubleToFixFcn MM_GetDoubleToFixFcn(ScaledDoubleFunctionIndex index) {
+  return static_cast<unsigned>(index) <= SCALED_INT32 ? kDoubleToFix[index] : nullptr;
+}
+FixToDoubleFcn MM_GetFixToDoubleFcn(ScaledDoubleFunctionIndex index) {
+  return static_cast<unsigned>(index) <= SCALED_INT32 ? kFixToDouble[index] : nullptr;
+}

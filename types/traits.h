@@ -3,9 +3,8 @@
 #ifndef RIVULET_TYPES_TRAITS_H
 #define RIVULET_TYPES_TRAITS_H
 
-#include <emmintrin.h>
-
 #include <cstdint>
+#include <climits>
 
 #include "rivulet/types.h"
 
@@ -31,12 +30,23 @@ constexpr int roundHalfAway(double v) {
 
 // Float to integer conversions whose edges the sample rules define: truncation
 // toward zero, and NaN or anything outside the target's range gives the most
-// negative integer. These are the SSE2 truncating conversions, which behave
-// exactly so; a bare cast would be undefined there.
-inline std::int32_t truncateToInt32(double v) { return _mm_cvttsd_si32(_mm_set_sd(v)); }
-inline std::int32_t truncateToInt32(float v) { return _mm_cvttss_si32(_mm_set_ss(v)); }
-inline std::int64_t truncateToInt64(double v) { return _mm_cvttsd_si64(_mm_set_sd(v)); }
-inline std::int64_t truncateToInt64(float v) { return _mm_cvttss_si64(_mm_set_ss(v)); }
+// negative integer (what the x86 truncating conversions produce). A bare cast
+// is undefined there, and the compiler may fold it to anything; the range test
+// keeps these exact, and compiles to the conversion plus a select.
+inline std::int32_t truncateToInt32(double v) {
+  return (v > -2147483649.0 && v < 2147483648.0) ? static_cast<std::int32_t>(v) : INT32_MIN;
+}
+inline std::int32_t truncateToInt32(float v) {
+  return (v >= -2147483648.0f && v < 2147483648.0f) ? static_cast<std::int32_t>(v) : INT32_MIN;
+}
+inline std::int64_t truncateToInt64(double v) {
+  return (v >= -9223372036854775808.0 && v < 9223372036854775808.0) ? static_cast<std::int64_t>(v)
+                                                                    : INT64_MIN;
+}
+inline std::int64_t truncateToInt64(float v) {
+  return (v >= -9223372036854775808.0f && v < 9223372036854775808.0f) ? static_cast<std::int64_t>(v)
+                                                                      : INT64_MIN;
+}
 
 }  // namespace rivulet
 

@@ -23,6 +23,8 @@ int splitBGRRowBytes_SIMD(const std::uint8_t* bgr, std::uint8_t* red, std::uint8
 void splitBGRBlockToColumns_SIMD(const std::uint8_t* bgr, std::int64_t rowStep,
                                  std::uint8_t* red, std::uint8_t* green, std::uint8_t* blue,
                                  std::int64_t h);
+// True where the block forms below can run (SSSE3 for the split).
+bool haveBlockSplit();
 // Transposes a 16 x 16 block of bytes (rows srcStride apart) into 16 runs of 16
 // bytes dstStride apart.
 void transposeBlock16_SIMD(const std::uint8_t* src, std::int64_t srcStride, std::uint8_t* dst,
@@ -77,20 +79,22 @@ template <typename T>
 inline constexpr int kTileRows = sizeof(T) >= 8 ? 8 : 64 / static_cast<int>(sizeof(T));
 inline constexpr int kTileCols = 64;
 
-// Column-major planes from BGR rows, walked in tiles so that each destination
-// column receives a run of consecutive elements while its line is in cache.
+// Column-major planes from BGR rows, for picture rows [r0, r1) and columns
+// [c0, c1), walked in tiles so that each destination column receives a run of
+// consecutive elements while its cache line is held.
 template <int N>
-void splitBGRRowsToColumns_C(const std::uint8_t* top, std::int64_t rowStep,
-                             Sample<N>* const planes[3], int w, int h, Sample<N> const* lut) {
+void splitBGRRectToColumns_C(const std::uint8_t* top, std::int64_t rowStep,
+                             Sample<N>* const planes[3], int h, int r0, int r1, int c0, int c1,
+                             Sample<N> const* lut) {
   using T = Sample<N>;
   const std::int64_t H = h;
-  for (int r0 = 0; r0 < h; r0 += kTileRows<T>) {
-    const int r1 = std::min(h, r0 + kTileRows<T>);
-    for (int c0 = 0; c0 < w; c0 += kTileCols) {
-      const int c1 = std::min(w, c0 + kTileCols);
-      for (int r = r0; r < r1; ++r) {
+  for (int tr = r0; tr < r1; tr += kTileRows<T>) {
+    const int tr1 = std::min(r1, tr + kTileRows<T>);
+    for (int tc = c0; tc < c1; tc += kTileCols) {
+      const int tc1 = std::min(c1, tc + kTileCols);
+      for (int r = tr; r < tr1; ++r) {
         const std::uint8_t* px = top + r * rowStep;
-        for (int c = c0; c < c1; ++c) {
+        for (int c = tc; c < tc1; ++c) {
           const std::int64_t o = c * H + r;
           planes[0][o] = byteToSample<N>(lut, px[3 * c + 2]);
           planes[1][o] = byteToSample<N>(lut, px[3 * c + 1]);
@@ -102,8 +106,35 @@ void splitBGRRowsToColumns_C(const std::uint8_t* top, std::int64_t rowStep,
 }
 
 template <int N>
+void splitBGRRowsToColumns_C(const std::uint8_t* top, std::int64_t rowStep,
+                             Sample<N>* const planes[3], int w, int h, Sample<N> const* lut) {
+  splitBGRRectToColumns_C<N>(top, rowStep, planes, h, 0, h, 0, w, lut);
+}
+
+// Bytes: whole 16 x 16 blocks by the block split, in bands of 64 rows so a
+// column's cache line is completed by four consecutive blocks; the ragged right
+// and bottom edges by the plain form.
+template <int N>
 void splitBGRRowsToColumns(const std::uint8_t* top, std::int64_t rowStep,
                            Sample<N>* const planes[3], int w, int h, Sample<N> const* lut) {
+  if constexpr (N == VIDEO_UINT8) {
+    if (haveBlockSplit()) {
+      const int w16 = w & ~15, h16 = h & ~15;
+      const std::int64_t H = h;
+      for (int r0 = 0; r0 < h16; r0 += 64) {
+        const int r1 = std::min(h16, r0 + 64);
+        for (int c = 0; c < w16; c += 16)
+          for (int r = r0; r < r1; r += 16) {
+            const std::int64_t o = c * H + r;
+            splitBGRBlockToColumns_SIMD(top + r * rowStep + 3 * c, rowStep, planes[0] + o,
+                                        planes[1] + o, planes[2] + o, H);
+          }
+      }
+      splitBGRRectToColumns_C<N>(top, rowStep, planes, h, 0, h16, w16, w, lut);
+      splitBGRRectToColumns_C<N>(top, rowStep, planes, h, h16, h, 0, w, lut);
+      return;
+    }
+  }
   splitBGRRowsToColumns_C<N>(top, rowStep, planes, w, h, lut);
 }
 
@@ -128,6 +159,19 @@ void transposePlane_C(const std::uint8_t* src, Sample<N>* dst, int w, int h,
 
 template <int N>
 void transposePlane(const std::uint8_t* src, Sample<N>* dst, int w, int h, Sample<N> const* lut) {
+  if constexpr (N == VIDEO_UINT8) {
+    const int w16 = w & ~15, h16 = h & ~15;
+    const std::int64_t H = h, W = w;
+    for (int r0 = 0; r0 < h16; r0 += 64) {
+      const int r1 = std::min(h16, r0 + 64);
+      for (int c = 0; c < w16; c += 16)
+        for (int r = r0; r < r1; r += 16) transposeBlock16_SIMD(src + r * W + c, W, dst + c * H + r, H);
+    }
+    // Ragged right edge (all rows) and bottom edge (the block columns).
+    for (int r = 0; r < h; ++r)
+      for (int c = (r < h16 ? w16 : 0); c < w; ++c) dst[c * H + r] = src[r * W + c];
+    return;
+  }
   transposePlane_C<N>(src, dst, w, h, lut);
 }
 

@@ -110,8 +110,7 @@ RIVULET_API FourCCType getFourccEnum(char const* const fourcc);
 typedef void (*DoubleToFixFcn)(double const* source, void* fix, int count);
 typedef void (*FixToDoubleFcn)(double* destination, void* fix, int count);
 
-// Both read their table unchecked: SCALED_NONE gives null, a value outside the
-// enum is not supported.
+// SCALED_NONE gives null; so does a value outside the enum.
 RIVULET_API DoubleToFixFcn MM_GetDoubleToFixFcn(ScaledDoubleFunctionIndex index);
 RIVULET_API FixToDoubleFcn MM_GetFixToDoubleFcn(ScaledDoubleFunctionIndex index);
 

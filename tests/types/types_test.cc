@@ -1,3 +1,88 @@
+// Classifiers, traits limits, the load-time colour constants and the
+// identification strings, seen from a host.
 #include <gtest/gtest.h>
+
+#include <cstring>
+#include <regex>
+#include <string>
+
 #include "rivulet/rivulet.h"
-TEST(Types, Placeholder) { EXPECT_EQ(getAudioDataType(32, true), AUDIO_SINGLE); }
+
+TEST(Classifiers, AudioDataTypeByBitsAndFloat) {
+  EXPECT_EQ(getAudioDataType(64, true), AUDIO_DOUBLE);
+  EXPECT_EQ(getAudioDataType(32, true), AUDIO_SINGLE);
+  EXPECT_EQ(getAudioDataType(32, false), AUDIO_INT32);
+  EXPECT_EQ(getAudioDataType(8, false), AUDIO_UINT8);
+  EXPECT_EQ(getAudioDataType(16, false), AUDIO_INT16);
+  EXPECT_EQ(getAudioDataType(24, false), AUDIO_INT24);
+  for (int bits : {64, 0, -8, 1, 7, 12, 48, 128}) EXPECT_EQ(getAudioDataType(bits, false), AUDIO_UNSUPPORTED) << bits;
+  for (int bits : {24, 16, 8, 0, 128, -32}) EXPECT_EQ(getAudioDataType(bits, true), AUDIO_UNSUPPORTED) << bits;
+}
+
+TEST(Classifiers, FourccComparesFirstFourCharactersCaseSensitively) {
+  EXPECT_EQ(getFourccEnum("RGB "), FOURCC_RGB);
+  EXPECT_EQ(getFourccEnum("GREY"), FOURCC_GREY);
+  EXPECT_EQ(getFourccEnum("YUY2"), FOURCC_YUY2);
+  EXPECT_EQ(getFourccEnum("YUY2xyz"), FOURCC_YUY2);
+  EXPECT_EQ(getFourccEnum("GREYSCALE"), FOURCC_GREY);
+  EXPECT_EQ(getFourccEnum("RGB"), FOURCC_UNKNOWN);  // the terminator is the fourth character
+  EXPECT_EQ(getFourccEnum("ARGB"), FOURCC_UNKNOWN);
+  EXPECT_EQ(getFourccEnum("grey"), FOURCC_UNKNOWN);
+  EXPECT_EQ(getFourccEnum("yuy2"), FOURCC_UNKNOWN);
+  EXPECT_EQ(getFourccEnum(""), FOURCC_UNKNOWN);
+}
+
+TEST(Enums, NumbersAreTheBinaryInterface) {
+  EXPECT_EQ(AUDIO_DOUBLE, 0);
+  EXPECT_EQ(AUDIO_SINGLE, 1);
+  EXPECT_EQ(AUDIO_UINT8, 3);
+  EXPECT_EQ(AUDIO_INT16, 4);
+  EXPECT_EQ(AUDIO_INT32, 6);
+  EXPECT_EQ(AUDIO_UNSUPPORTED, 8);
+  EXPECT_EQ(AUDIO_INT24, 9);
+  EXPECT_EQ(VIDEO_BOOLEAN, 8);
+  EXPECT_EQ(VIDEO_UINT32, 7);
+  EXPECT_EQ(FOURCC_YUY2, 3);
+  EXPECT_EQ(ORIENTATION_COLUMN_MAJOR, 1);
+  EXPECT_EQ(SCALED_INT32, 6);
+  EXPECT_EQ(sizeof(VideoDataType), 4u);
+  EXPECT_EQ(sizeof(AudioDataType), 4u);
+}
+
+TEST(Traits, SizesAndLimits) {
+  EXPECT_EQ(videoTraits<0>::size, 8u);
+  EXPECT_EQ(videoTraits<1>::size, 4u);
+  EXPECT_EQ(videoTraits<2>::size, 1u);
+  EXPECT_EQ(videoTraits<3>::size, 1u);
+  EXPECT_EQ(videoTraits<4>::size, 2u);
+  EXPECT_EQ(videoTraits<5>::size, 2u);
+  EXPECT_EQ(videoTraits<6>::size, 4u);
+  EXPECT_EQ(videoTraits<7>::size, 4u);
+  EXPECT_EQ(videoTraits<8>::size, 1u);
+  EXPECT_EQ(videoTraits<0>::min, 0.0);
+  EXPECT_EQ(videoTraits<0>::max, 1.0);
+  EXPECT_EQ(videoTraits<1>::max, 1.0f);
+  EXPECT_EQ(videoTraits<2>::min, -128);
+  EXPECT_EQ(videoTraits<2>::max, 127);
+  EXPECT_EQ(videoTraits<3>::max, 255);
+  EXPECT_EQ(videoTraits<4>::min, -32768);
+  EXPECT_EQ(videoTraits<5>::max, 65535);
+  EXPECT_EQ(videoTraits<6>::min, -2147483647 - 1);
+  EXPECT_EQ(videoTraits<7>::max, 4294967295u);
+  EXPECT_EQ(videoTraits<8>::min, 0);
+  EXPECT_EQ(videoTraits<8>::max, 1);
+  // The exported limits are addressable data of the library.
+  const double* pmax = &videoTraits<0>::max;
+  EXPECT_EQ(*pmax, 1.0);
+  videoTraits<6> a, b;
+  EXPECT_EQ(&(a = b), &a);
+}
+
+TEST(Identification, VersionAndBuildDate) {
+  ASSERT_NE(rivulet_version, nullptr);
+  EXPECT_TRUE(std::regex_match(rivulet_version, std::regex(R"(\d+\.\d+\.\d+\.\d+)"))) << rivulet_version;
+  ASSERT_NE(rivulet_build_date, nullptr);
+  EXPECT_TRUE(std::regex_match(rivulet_build_date,
+                               std::regex(R"((Jan|Feb|Mar|Apr|May|Jun|Jul|Aug|Sep|Oct|Nov|Dec) +\d{1,2} \d{4})")))
+      << rivulet_build_date;
+}
