@@ -111,6 +111,66 @@ void splitBGRRowsToColumns_C(const std::uint8_t* top, std::int64_t rowStep,
   splitBGRRectToColumns_C<N>(top, rowStep, planes, h, 0, h, 0, w, lut);
 }
 
+// Streams one cache line (64 bytes, line-aligned) past the caches.
+void streamLine(void* dst, const void* src);
+void streamFence();
+
+// Widens component k (0 blue, 1 green, 2 red) of BGR rows [r0, r1) into a
+// column-major plane, columns [c0, c1).
+template <int N>
+void widenComponentToColumns_C(const std::uint8_t* top, std::int64_t rowStep, int k,
+                               Sample<N>* plane, int h, int r0, int r1, int c0, int c1,
+                               Sample<N> const* lut) {
+  const std::int64_t H = h;
+  for (int r = r0; r < r1; ++r) {
+    const std::uint8_t* px = top + r * rowStep + k;
+    for (int c = c0; c < c1; ++c) plane[c * H + r] = byteToSample<N>(lut, px[3 * c]);
+  }
+}
+
+// Wide types, when every column of a plane starts at the same offset within a
+// cache line (h * size a multiple of 64): a tile of one line's worth of rows
+// is gathered in a small buffer, then each column's line is streamed to memory
+// whole. Column-major planes are written a line per column at a time, and
+// streaming saves reading each line in before it is overwritten. Each plane
+// has its own alignment, so each is done in its own pass; the rows before its
+// first aligned line and after its last whole one go through the plain form.
+// Returns false when the alignment does not hold.
+template <int N>
+bool splitBGRRowsToColumnsStreamed(const std::uint8_t* top, std::int64_t rowStep,
+                                   Sample<N>* const planes[3], int w, int h, Sample<N> const* lut) {
+  using T = Sample<N>;
+  constexpr int kLine = 64;
+  constexpr int TR = kLine / static_cast<int>(sizeof(T));
+  constexpr int TC = 16;
+  const std::int64_t H = h;
+  if ((H * sizeof(T)) % kLine != 0) return false;
+  for (int p = 0; p < 3; ++p)
+    if (reinterpret_cast<std::uintptr_t>(planes[p]) % sizeof(T) != 0) return false;
+  alignas(64) T tile[TC][TR];
+  for (int p = 0; p < 3; ++p) {
+    T* plane = planes[p];
+    const int k = 2 - p;  // red is the third byte of a pixel
+    const std::uintptr_t m = reinterpret_cast<std::uintptr_t>(plane) % kLine;
+    const int lead = std::min<int>(h, static_cast<int>((kLine - m) % kLine / sizeof(T)));
+    const int body = lead + (h - lead) / TR * TR;
+    widenComponentToColumns_C<N>(top, rowStep, k, plane, h, 0, lead, 0, w, lut);
+    for (int r0 = lead; r0 < body; r0 += TR) {
+      for (int c0 = 0; c0 < w; c0 += TC) {
+        const int n = std::min(TC, w - c0);
+        for (int r = 0; r < TR; ++r) {
+          const std::uint8_t* px = top + (r0 + r) * rowStep + 3 * c0 + k;
+          for (int c = 0; c < n; ++c) tile[c][r] = byteToSample<N>(lut, px[3 * c]);
+        }
+        for (int c = 0; c < n; ++c) streamLine(plane + (c0 + c) * H + r0, tile[c]);
+      }
+    }
+    widenComponentToColumns_C<N>(top, rowStep, k, plane, h, body, h, 0, w, lut);
+  }
+  streamFence();
+  return true;
+}
+
 // Bytes: whole 16 x 16 blocks by the block split, in bands of 64 rows so a
 // column's cache line is completed by four consecutive blocks; the ragged right
 // and bottom edges by the plain form.
@@ -121,8 +181,9 @@ void splitBGRRowsToColumns(const std::uint8_t* top, std::int64_t rowStep,
     if (haveBlockSplit()) {
       const int w16 = w & ~15, h16 = h & ~15;
       const std::int64_t H = h;
-      for (int r0 = 0; r0 < h16; r0 += 64) {
-        const int r1 = std::min(h16, r0 + 64);
+      const int band = 64;
+      for (int r0 = 0; r0 < h16; r0 += band) {
+        const int r1 = std::min(h16, r0 + band);
         for (int c = 0; c < w16; c += 16)
           for (int r = r0; r < r1; r += 16) {
             const std::int64_t o = c * H + r;
@@ -134,6 +195,8 @@ void splitBGRRowsToColumns(const std::uint8_t* top, std::int64_t rowStep,
       splitBGRRectToColumns_C<N>(top, rowStep, planes, h, h16, h, 0, w, lut);
       return;
     }
+  } else {
+    if (splitBGRRowsToColumnsStreamed<N>(top, rowStep, planes, w, h, lut)) return;
   }
   splitBGRRowsToColumns_C<N>(top, rowStep, planes, w, h, lut);
 }

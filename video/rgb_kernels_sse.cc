@@ -166,6 +166,17 @@ bool haveBlockSplit() { return kHaveSSSE3; }
   }
 }
 
+void streamLine(void* dst, const void* src) {
+  const __m128i* s = static_cast<const __m128i*>(src);
+  __m128i* d = static_cast<__m128i*>(dst);
+  _mm_stream_si128(d, _mm_load_si128(s));
+  _mm_stream_si128(d + 1, _mm_load_si128(s + 1));
+  _mm_stream_si128(d + 2, _mm_load_si128(s + 2));
+  _mm_stream_si128(d + 3, _mm_load_si128(s + 3));
+}
+
+void streamFence() { _mm_sfence(); }
+
 void transposeBlock16_SIMD(const std::uint8_t* src, std::int64_t srcStride, std::uint8_t* dst,
                            std::int64_t dstStride) {
   __m128i x[16];

@@ -27,7 +27,9 @@ void expectRoundTrip() {
       // narrowing divides by the full range, so the upper bytes come back one
       // lower: the tables are deliberately not rescaled to reach max.
       ASSERT_TRUE(back == b || back == b - 1) << "type " << N << " byte " << b << " -> " << int(back);
-      if (b < 64) ASSERT_EQ(back, b) << "type " << N << " byte " << b;
+      if (b < 64) {
+        ASSERT_EQ(back, b) << "type " << N << " byte " << b;
+      }
     }
   }
 }
