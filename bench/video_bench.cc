@@ -3,6 +3,7 @@
 // libyuv's SplitRGBPlane on the same frame.
 #include <benchmark/benchmark.h>
 #include <libyuv/planar_functions.h>
+#include <libyuv/rotate.h>
 
 #include <cstdint>
 #include <cstring>
@@ -63,6 +64,23 @@ void BM_LibyuvSplitRGBPlane(benchmark::State& state) {
   state.SetBytesProcessed(state.iterations() * 3 * kPixels);
 }
 BENCHMARK(BM_LibyuvSplitRGBPlane)->UseRealTime();
+
+// The nearest libyuv path to column-major byte planes: split, then transpose
+// each plane (TransposePlane), through one scratch plane set.
+void BM_LibyuvSplitThenTranspose(benchmark::State& state) {
+  std::vector<std::uint8_t> tmp[3], out[3];
+  for (auto& v : tmp) v.resize(kPixels), touch(v);
+  for (auto& v : out) v.resize(kPixels), touch(v);
+  const auto& src = frame();
+  const int stride = static_cast<int>(rivulet::bgrRowStride(kW));
+  for (auto _ : state) {
+    libyuv::SplitRGBPlane(src.data(), stride, tmp[2].data(), kW, tmp[1].data(), kW, tmp[0].data(), kW, kW, kH);
+    for (int p = 0; p < 3; ++p) libyuv::TransposePlane(tmp[p].data(), kW, out[p].data(), kH, kW, kH);
+    benchmark::ClobberMemory();
+  }
+  state.SetBytesProcessed(state.iterations() * 3 * kPixels);
+}
+BENCHMARK(BM_LibyuvSplitThenTranspose)->UseRealTime();
 
 void BM_MemcpyFrame(benchmark::State& state) {
   const auto& src = frame();
