@@ -23,8 +23,14 @@ int splitBGRRowBytes_SIMD(const std::uint8_t* bgr, std::uint8_t* red, std::uint8
 void splitBGRBlockToColumns_SIMD(const std::uint8_t* bgr, std::int64_t rowStep,
                                  std::uint8_t* red, std::uint8_t* green, std::uint8_t* blue,
                                  std::int64_t h);
-// True where the block forms below can run (SSSE3 for the split).
+// The same for 32 rows (rows rowStep apart) into 32 consecutive bytes per column.
+void splitBGRBlock32ToColumns_AVX2(const std::uint8_t* bgr, std::int64_t rowStep,
+                                   std::uint8_t* red, std::uint8_t* green, std::uint8_t* blue,
+                                   std::int64_t h);
+// True where the block forms can run: SSSE3 for the 16-row split, AVX2 for the
+// 32-row one.
 bool haveBlockSplit();
+bool haveBlockSplit32();
 // Transposes a 16 x 16 block of bytes (rows srcStride apart) into 16 runs of 16
 // bytes dstStride apart.
 void transposeBlock16_SIMD(const std::uint8_t* src, std::int64_t srcStride, std::uint8_t* dst,
@@ -182,10 +188,18 @@ void splitBGRRowsToColumns(const std::uint8_t* top, std::int64_t rowStep,
       const int w16 = w & ~15, h16 = h & ~15;
       const std::int64_t H = h;
       const int band = 64;
+      const bool wide = haveBlockSplit32();
       for (int r0 = 0; r0 < h16; r0 += band) {
         const int r1 = std::min(h16, r0 + band);
         for (int c = 0; c < w16; c += 16)
           for (int r = r0; r < r1; r += 16) {
+            if (wide && r + 32 <= r1) {
+              const std::int64_t o = c * H + r;
+              splitBGRBlock32ToColumns_AVX2(top + r * rowStep + 3 * c, rowStep, planes[0] + o,
+                                            planes[1] + o, planes[2] + o, H);
+              r += 16;
+              continue;
+            }
             const std::int64_t o = c * H + r;
             splitBGRBlockToColumns_SIMD(top + r * rowStep + 3 * c, rowStep, planes[0] + o,
                                         planes[1] + o, planes[2] + o, H);
