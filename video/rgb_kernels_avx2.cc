@@ -1,10 +1,13 @@
 // AVX2 form of the 16-column block split to column-major byte planes. This
 // source is compiled with -mavx2 and is only entered after the CPU reported
-// AVX2, so it includes nothing but the intrinsics: no inline function of a
-// shared header may be instantiated here with AVX2 instructions in it.
+// AVX2, so it includes nothing that other sources instantiate too: an inline
+// function shared with them could be kept by the linker in its AVX2 form. The
+// transpose template is instantiated here with this file's own Ops only.
 #include <immintrin.h>
 
 #include <cstdint>
+
+#include "video/transpose16.h"
 
 namespace rivulet {
 
@@ -22,30 +25,17 @@ inline __m256i splitMask(int k, int third) {
 }
 
 // Two independent 16 x 16 byte transposes, one in each 128-bit lane.
-inline void transpose16x2(__m256i x[16]) {
-  __m256i t[16];
-  for (int i = 0; i < 8; ++i) {
-    t[i] = _mm256_unpacklo_epi8(x[2 * i], x[2 * i + 1]);
-    t[i + 8] = _mm256_unpackhi_epi8(x[2 * i], x[2 * i + 1]);
-  }
-  for (int i = 0; i < 4; ++i) {
-    x[i] = _mm256_unpacklo_epi16(t[2 * i], t[2 * i + 1]);
-    x[i + 4] = _mm256_unpackhi_epi16(t[2 * i], t[2 * i + 1]);
-    x[i + 8] = _mm256_unpacklo_epi16(t[8 + 2 * i], t[8 + 2 * i + 1]);
-    x[i + 12] = _mm256_unpackhi_epi16(t[8 + 2 * i], t[8 + 2 * i + 1]);
-  }
-  for (int i = 0; i < 8; ++i) {
-    const int base = (i / 2) * 4 + 2 * (i % 2);
-    t[2 * i] = _mm256_unpacklo_epi32(x[base], x[base + 1]);
-    t[2 * i + 1] = _mm256_unpackhi_epi32(x[base], x[base + 1]);
-  }
-  for (int i = 0; i < 8; ++i) {
-    const __m256i top = t[(i / 2) * 4 + i % 2];
-    const __m256i bottom = t[(i / 2) * 4 + i % 2 + 2];
-    x[2 * i] = _mm256_unpacklo_epi64(top, bottom);
-    x[2 * i + 1] = _mm256_unpackhi_epi64(top, bottom);
-  }
-}
+struct Avx2Ops {
+  using V = __m256i;
+  static V lo8(V a, V b) { return _mm256_unpacklo_epi8(a, b); }
+  static V hi8(V a, V b) { return _mm256_unpackhi_epi8(a, b); }
+  static V lo16(V a, V b) { return _mm256_unpacklo_epi16(a, b); }
+  static V hi16(V a, V b) { return _mm256_unpackhi_epi16(a, b); }
+  static V lo32(V a, V b) { return _mm256_unpacklo_epi32(a, b); }
+  static V hi32(V a, V b) { return _mm256_unpackhi_epi32(a, b); }
+  static V lo64(V a, V b) { return _mm256_unpacklo_epi64(a, b); }
+  static V hi64(V a, V b) { return _mm256_unpackhi_epi64(a, b); }
+};
 
 }  // namespace
 
@@ -70,7 +60,7 @@ void splitBGRBlock32ToColumns_AVX2(const std::uint8_t* bgr, std::int64_t rowStep
       x[i] = _mm256_or_si256(_mm256_or_si256(_mm256_shuffle_epi8(a[0], m0), _mm256_shuffle_epi8(a[1], m1)),
                              _mm256_shuffle_epi8(a[2], m2));
     }
-    transpose16x2(x);
+    transpose16<Avx2Ops>(x);
     for (int c = 0; c < 16; ++c)
       _mm256_storeu_si256(reinterpret_cast<__m256i*>(planes[k] + c * h), x[c]);
   }

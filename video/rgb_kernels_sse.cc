@@ -4,6 +4,7 @@
 #include <immintrin.h>
 
 #include "video/rgb_kernels.h"
+#include "video/transpose16.h"
 
 namespace rivulet {
 namespace {
@@ -99,35 +100,17 @@ int splitRow_None(const std::uint8_t*, std::uint8_t*, std::uint8_t*, std::uint8_
   return 0;
 }
 
-// 16 x 16 byte transpose in four rounds of interleaves (SSE2).
-inline void transpose16(__m128i x[16]) {
-  __m128i t[16];
-  for (int i = 0; i < 8; ++i) {
-    t[i] = _mm_unpacklo_epi8(x[2 * i], x[2 * i + 1]);
-    t[i + 8] = _mm_unpackhi_epi8(x[2 * i], x[2 * i + 1]);
-  }
-  for (int i = 0; i < 4; ++i) {
-    x[i] = _mm_unpacklo_epi16(t[2 * i], t[2 * i + 1]);
-    x[i + 4] = _mm_unpackhi_epi16(t[2 * i], t[2 * i + 1]);
-    x[i + 8] = _mm_unpacklo_epi16(t[8 + 2 * i], t[8 + 2 * i + 1]);
-    x[i + 12] = _mm_unpackhi_epi16(t[8 + 2 * i], t[8 + 2 * i + 1]);
-  }
-  for (int i = 0; i < 8; ++i) {
-    const int base = (i / 2) * 4;
-    const int pair = i % 2;
-    t[2 * i] = _mm_unpacklo_epi32(x[base + 2 * pair], x[base + 2 * pair + 1]);
-    t[2 * i + 1] = _mm_unpackhi_epi32(x[base + 2 * pair], x[base + 2 * pair + 1]);
-  }
-  // t[4q + p], for column quad q (columns 4q to 4q + 3): p = 0 and 1 hold
-  // columns 4q, 4q + 1 and 4q + 2, 4q + 3 of rows 0-7; p = 2 and 3 the same
-  // columns of rows 8-15. The last round joins the two row halves.
-  for (int i = 0; i < 8; ++i) {
-    const __m128i top = t[(i / 2) * 4 + i % 2];
-    const __m128i bottom = t[(i / 2) * 4 + i % 2 + 2];
-    x[2 * i] = _mm_unpacklo_epi64(top, bottom);
-    x[2 * i + 1] = _mm_unpackhi_epi64(top, bottom);
-  }
-}
+struct Sse2Ops {
+  using V = __m128i;
+  static V lo8(V a, V b) { return _mm_unpacklo_epi8(a, b); }
+  static V hi8(V a, V b) { return _mm_unpackhi_epi8(a, b); }
+  static V lo16(V a, V b) { return _mm_unpacklo_epi16(a, b); }
+  static V hi16(V a, V b) { return _mm_unpackhi_epi16(a, b); }
+  static V lo32(V a, V b) { return _mm_unpacklo_epi32(a, b); }
+  static V hi32(V a, V b) { return _mm_unpackhi_epi32(a, b); }
+  static V lo64(V a, V b) { return _mm_unpacklo_epi64(a, b); }
+  static V hi64(V a, V b) { return _mm_unpackhi_epi64(a, b); }
+};
 
 }  // namespace
 
@@ -159,9 +142,9 @@ bool haveBlockSplit32() { return kHaveAVX2; }
   const Masks128 k = loadMasks128();
   __m128i b[16], g[16], r[16];
   for (int i = 0; i < 16; ++i) split16(bgr + i * rowStep, k, b[i], g[i], r[i]);
-  transpose16(b);
-  transpose16(g);
-  transpose16(r);
+  transpose16<Sse2Ops>(b);
+  transpose16<Sse2Ops>(g);
+  transpose16<Sse2Ops>(r);
   for (int c = 0; c < 16; ++c) {
     _mm_storeu_si128(reinterpret_cast<__m128i*>(blue + c * h), b[c]);
     _mm_storeu_si128(reinterpret_cast<__m128i*>(green + c * h), g[c]);
@@ -184,7 +167,7 @@ void transposeBlock16_SIMD(const std::uint8_t* src, std::int64_t srcStride, std:
                            std::int64_t dstStride) {
   __m128i x[16];
   for (int i = 0; i < 16; ++i) x[i] = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + i * srcStride));
-  transpose16(x);
+  transpose16<Sse2Ops>(x);
   for (int c = 0; c < 16; ++c) _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + c * dstStride), x[c]);
 }
 
