@@ -121,10 +121,11 @@ inline std::uint8_t pcmDoubleTo8(double x) {
 // 00 00 80.
 inline std::int32_t pcmSingleTo24(float x) {
   float p = std::floor(x * 2147483648.0f);
-  if (p > 2147483648.0f)
-    p = 2147483648.0f;
-  else if (p < -2147483648.0f)
-    p = -2147483648.0f;
+  // Clipping to +2^31 and converting gives the most negative value; that
+  // result is spelled out rather than left to the conversion of a constant,
+  // which the compiler would fold with saturation instead.
+  if (p >= 2147483648.0f) return -2147483647 - 1;
+  if (p < -2147483648.0f) p = -2147483648.0f;
   return truncateToInt32(p);
 }
 inline std::int16_t pcmSingleTo16(float x) {
