@@ -15,13 +15,36 @@ constexpr const char* kMessage = "Unsupported Datatype conversion in GetConvertI
 
 bool isAudioType(int v) { return v == 0 || v == 1 || v == 3 || v == 4 || v == 6 || v == 9; }
 
-// Values 0 to 15 fit the enum; a host may pass anything as a 32-bit integer.
+// Every value of the enum's range (0 to 15), and values a host could pass as
+// the 32-bit integer the interface carries.
 std::vector<int> typeValues() {
   std::vector<int> v;
   for (int t = -2; t <= 16; ++t) v.push_back(t);
   for (int t : {100, 1 << 30, INT_MAX, INT_MIN}) v.push_back(t);
   return v;
 }
+
+// The selectors as a host sees them: the type travels as a plain 32-bit
+// integer. Calling through these keeps values outside the enum's range out of
+// enum-typed objects in the test itself.
+using ConvertSelector = AudioConvertCopyFcn (*)(int, int);
+using FlagSelector = AudioTransposeCopyFcn (*)(int, int, bool);
+using MapSelector = AudioConvertCopyWithMapFcn (*)(int, int, bool);
+using EmptySelector = AudioEmptyFcn (*)(int);
+using PcmCopySelector = PCMAudioCopyFcn (*)(int, int);
+using PcmOutputSelector = PCMAudioOutputFcn (*)(int, int);
+using PcmEmptySelector = PCMAudioEmptyFcn (*)(int);
+template <typename To, typename From>
+To asHost(From f) {
+  return reinterpret_cast<To>(f);
+}
+const auto convertSel = asHost<ConvertSelector>(&MM_GetAudioConvertCopyFcn);
+const auto transposeSel = asHost<FlagSelector>(&MM_GetAudioTransposeCopyFcn);
+const auto mapSel = asHost<MapSelector>(&MM_GetAudioConvertCopyWithMapFcn);
+const auto emptySel = asHost<EmptySelector>(&MM_GetAudioEmptyFcn);
+const auto pcmCopySel = asHost<PcmCopySelector>(&MM_GetPCMAudioCopyFcn);
+const auto pcmOutputSel = asHost<PcmOutputSelector>(&MM_GetPCMAudioOutputFcn);
+const auto pcmEmptySel = asHost<PcmEmptySelector>(&MM_GetPCMAudioEmptyFcn);
 
 template <typename F>
 void expectThrowsMessage(F f, int s, int d) {
@@ -38,27 +61,25 @@ void expectThrowsMessage(F f, int s, int d) {
 TEST(AudioSelectors, SixBySixTablesThrowOutsideTheSixTypes) {
   for (int s : typeValues())
     for (int d : typeValues()) {
-      const auto st = static_cast<AudioDataType>(s), dt = static_cast<AudioDataType>(d);
       if (isAudioType(s) && isAudioType(d)) {
-        EXPECT_NE(MM_GetAudioConvertCopyFcn(st, dt), nullptr);
+        EXPECT_NE(convertSel(s, d), nullptr);
         for (bool flag : {true, false}) {
-          EXPECT_NE(MM_GetAudioTransposeCopyFcn(st, dt, flag), nullptr);
-          EXPECT_NE(MM_GetAudioConvertCopyWithMapFcn(st, dt, flag), nullptr);
+          EXPECT_NE(transposeSel(s, d, flag), nullptr);
+          EXPECT_NE(mapSel(s, d, flag), nullptr);
         }
         continue;
       }
-      expectThrowsMessage([&] { MM_GetAudioConvertCopyFcn(st, dt); }, s, d);
+      expectThrowsMessage([&] { convertSel(s, d); }, s, d);
       for (bool flag : {true, false}) {
-        expectThrowsMessage([&] { MM_GetAudioTransposeCopyFcn(st, dt, flag); }, s, d);
-        expectThrowsMessage([&] { MM_GetAudioConvertCopyWithMapFcn(st, dt, flag); }, s, d);
+        expectThrowsMessage([&] { transposeSel(s, d, flag); }, s, d);
+        expectThrowsMessage([&] { mapSel(s, d, flag); }, s, d);
       }
     }
   for (int t : typeValues()) {
-    const auto tt = static_cast<AudioDataType>(t);
     if (isAudioType(t))
-      EXPECT_NE(MM_GetAudioEmptyFcn(tt), nullptr);
+      EXPECT_NE(emptySel(t), nullptr);
     else
-      expectThrowsMessage([&] { MM_GetAudioEmptyFcn(tt); }, t, t);
+      expectThrowsMessage([&] { emptySel(t); }, t, t);
   }
 }
 
@@ -85,13 +106,12 @@ TEST(AudioSelectors, CellsAreDistinct) {
 // Which (type, bits) pairs have a PCM routine, by the entry arithmetic.
 TEST(PCMSelectors, NullAnswersNeverThrow) {
   for (int t : typeValues()) {
-    const auto tt = static_cast<AudioDataType>(t);
     const bool memory = t == 0 || t == 1 || t == 3 || t == 4;
-    EXPECT_EQ(MM_GetPCMAudioEmptyFcn(tt) != nullptr, memory) << t;
+    EXPECT_EQ(pcmEmptySel(t) != nullptr, memory) << t;
     for (int bits : {8, 16, 24, 32}) {
-      EXPECT_EQ(MM_GetPCMAudioCopyFcn(tt, bits) != nullptr, memory) << t << " " << bits;
+      EXPECT_EQ(pcmCopySel(t, bits) != nullptr, memory) << t << " " << bits;
       const bool output = (t == 0 || t == 1) || ((t == 3 || t == 4) && bits <= 16);
-      EXPECT_EQ(MM_GetPCMAudioOutputFcn(tt, bits) != nullptr, output) << t << " " << bits;
+      EXPECT_EQ(pcmOutputSel(t, bits) != nullptr, output) << t << " " << bits;
     }
   }
   EXPECT_NE(MM_GetPCMAudioCopyFcn(AUDIO_INT16, 24), nullptr);
@@ -102,8 +122,9 @@ TEST(PCMSelectors, NullAnswersNeverThrow) {
   EXPECT_EQ(MM_GetPCMAudioEmptyFcn(AUDIO_INT32), nullptr);
   EXPECT_EQ(MM_GetPCMAudioEmptyFcn(AUDIO_UNSUPPORTED), nullptr);
   // A type whose entry arithmetic would wrap in 32 bits stays out of the table.
-  EXPECT_EQ(MM_GetPCMAudioCopyFcn(static_cast<AudioDataType>(1 << 30), 32), nullptr);
-  EXPECT_EQ(MM_GetPCMAudioCopyFcn(static_cast<AudioDataType>(INT_MIN), 8), nullptr);
+  EXPECT_EQ(pcmCopySel(1 << 30, 32), nullptr);
+  EXPECT_EQ(pcmCopySel(INT_MIN, 8), nullptr);
+  EXPECT_EQ(pcmOutputSel(-1, 8), nullptr);
 }
 
 // The width is not validated: it only moves the entry index.
