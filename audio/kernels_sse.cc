@@ -69,6 +69,12 @@ inline void doubleToInt16X8(std::uint8_t const* src, std::uint8_t* dst) {
   _mm_storeu_si128(reinterpret_cast<__m128i*>(dst), _mm_packs_epi32(a, b));
 }
 
+// Four stereo int16 pairs (L0 R0 .. L3 R3) to four int32 of each channel.
+inline void splitInt16Pairs(__m128i v, __m128i& left, __m128i& right) {
+  left = _mm_srai_epi32(_mm_slli_epi32(v, 16), 16);
+  right = _mm_srai_epi32(v, 16);
+}
+
 }  // namespace
 
 // ---- 6 x 6 cells ----------------------------------------------------------------------------
@@ -93,24 +99,34 @@ std::int64_t FastConvertRun<kPosInt16, kPosSingle>::run(std::uint8_t const* src,
   return i;
 }
 
-// p = x * 32768 in single precision, clipped to [-32768, 32767] (NaN kept by
-// the operand order of max/min), truncated; the low 16 bits are the result.
-std::int64_t FastConvertRun<kPosSingle, kPosInt16>::run(std::uint8_t const* src,
-                                                        std::uint8_t* dst, std::int64_t n) {
+// p = x * 32768 in single precision. Only the upper bound needs clipping
+// before the conversion: anything below -32768 (also -inf) converts to a value
+// the saturating pack turns into -32768, as the rule does. NaN converts to the
+// most negative int32, whose low 16 bits (the rule's answer) are 0, so NaN
+// lanes are cleared instead.
+std::int64_t singleToInt16Run_SSE2(std::uint8_t const* src, std::uint8_t* dst, std::int64_t n) {
   const __m128 k = _mm_set1_ps(32768.0f);
-  const __m128 lo = _mm_set1_ps(-32768.0f);
   const __m128 hi = _mm_set1_ps(32767.0f);
   std::int64_t i = 0;
   for (; i + 8 <= n; i += 8) {
-    __m128 a = _mm_mul_ps(_mm_loadu_ps(reinterpret_cast<float const*>(src + 4 * i)), k);
-    __m128 b = _mm_mul_ps(_mm_loadu_ps(reinterpret_cast<float const*>(src + 4 * i + 16)), k);
-    a = _mm_min_ps(hi, _mm_max_ps(lo, a));
-    b = _mm_min_ps(hi, _mm_max_ps(lo, b));
-    const __m128i ta = lowHalves(_mm_cvttps_epi32(a));
-    const __m128i tb = lowHalves(_mm_cvttps_epi32(b));
+    const __m128 a = _mm_mul_ps(_mm_loadu_ps(reinterpret_cast<float const*>(src + 4 * i)), k);
+    const __m128 b = _mm_mul_ps(_mm_loadu_ps(reinterpret_cast<float const*>(src + 4 * i + 16)), k);
+    const __m128i ta = _mm_andnot_si128(_mm_castps_si128(_mm_cmpunord_ps(a, a)),
+                                        _mm_cvttps_epi32(_mm_min_ps(hi, a)));
+    const __m128i tb = _mm_andnot_si128(_mm_castps_si128(_mm_cmpunord_ps(b, b)),
+                                        _mm_cvttps_epi32(_mm_min_ps(hi, b)));
     _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 2 * i), _mm_packs_epi32(ta, tb));
   }
   return i;
+}
+
+// The AVX2 form where the CPU has it, picked once.
+std::int64_t FastConvertRun<kPosSingle, kPosInt16>::run(std::uint8_t const* src,
+                                                        std::uint8_t* dst, std::int64_t n) {
+  static const auto form =
+      __builtin_cpu_supports("avx2") ? &singleToInt16Run_AVX2 : &singleToInt16Run_SSE2;
+  const std::int64_t done = form(src, dst, n);
+  return done + singleToInt16Run_SSE2(src + 4 * done, dst + 2 * done, n - done);
 }
 
 std::int64_t FastConvertRun<kPosDouble, kPosInt16>::run(std::uint8_t const* src,
@@ -138,6 +154,21 @@ std::int64_t FastConvertRun<kPosInt24, kPosDouble>::run(std::uint8_t const* src,
   return i;
 }
 
+std::int64_t FastStereoFromInterleaved<kPosInt16, kPosDouble>::run(std::uint8_t const* src,
+                                                                   std::uint8_t* left,
+                                                                   std::uint8_t* right,
+                                                                   std::int64_t n) {
+  const __m128d scale = _mm_set1_pd(kInt16Scale);
+  std::int64_t i = 0;
+  for (; i + 4 <= n; i += 4) {
+    __m128i l, r;
+    splitInt16Pairs(_mm_loadu_si128(reinterpret_cast<__m128i const*>(src + 4 * i)), l, r);
+    storeInt32AsDouble(l, scale, left + 8 * i);
+    storeInt32AsDouble(r, scale, right + 8 * i);
+  }
+  return i;
+}
+
 // ---- PCM ------------------------------------------------------------------------------------
 
 // 16-bit PCM to AUDIO_SINGLE: x in single precision times 2^-15.
@@ -153,6 +184,33 @@ std::int64_t FastPcmOutputRun<kPosDouble, 2>::run(std::uint8_t const* src, std::
                                                   std::int64_t n) {
   std::int64_t i = 0;
   for (; i + 8 <= n; i += 8) doubleToInt16X8(src + 8 * i, dst + 2 * i);
+  return i;
+}
+
+std::int64_t FastPcmStereoCopy16ToSingle::run(std::uint8_t const* src, std::uint8_t* left,
+                                              std::uint8_t* right, std::int64_t n) {
+  const __m128 scale = _mm_set1_ps(static_cast<float>(kInt16Scale));
+  std::int64_t i = 0;
+  for (; i + 4 <= n; i += 4) {
+    __m128i l, r;
+    splitInt16Pairs(_mm_loadu_si128(reinterpret_cast<__m128i const*>(src + 4 * i)), l, r);
+    _mm_storeu_ps(reinterpret_cast<float*>(left + 4 * i), _mm_mul_ps(_mm_cvtepi32_ps(l), scale));
+    _mm_storeu_ps(reinterpret_cast<float*>(right + 4 * i), _mm_mul_ps(_mm_cvtepi32_ps(r), scale));
+  }
+  return i;
+}
+
+// Four periods: four doubles of each channel to int32, interleaved, narrowed.
+std::int64_t FastPcmStereoOutputDoubleTo16::run(std::uint8_t const* left,
+                                                std::uint8_t const* right, std::uint8_t* dst,
+                                                std::int64_t n) {
+  std::int64_t i = 0;
+  for (; i + 4 <= n; i += 4) {
+    const __m128i l = lowHalves(doubleToInt16x4(left + 8 * i));
+    const __m128i r = lowHalves(doubleToInt16x4(right + 8 * i));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 4 * i),
+                     _mm_packs_epi32(_mm_unpacklo_epi32(l, r), _mm_unpackhi_epi32(l, r)));
+  }
   return i;
 }
 

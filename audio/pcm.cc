@@ -33,6 +33,17 @@ void pcmCopy(void* source, void* destination, int samples, int channels) {
       }
     }
   } else {
+    if constexpr (W == 2 && P == kPosSingle) {
+      if (channels == 2) {
+        std::uint8_t* right = dst + std::int64_t{samples} * kAudioBytes<P>;
+        const int done = static_cast<int>(FastPcmStereoCopy16ToSingle::run(src, dst, right, samples));
+        for (int i = done; i < samples; ++i) {
+          storeSample<P>(dst, i, pcmToSample<W, P>(loadSample<kIn>(src, 2 * std::int64_t{i})));
+          storeSample<P>(right, i, pcmToSample<W, P>(loadSample<kIn>(src, 2 * std::int64_t{i} + 1)));
+        }
+        return;
+      }
+    }
     if constexpr (FastPcmCopyRun<W, P>::kAvailable) {
       if (channels <= kMaxStagedChannels) {
         stagedFromInterleaved<W, kAudioBytes<P>>(
@@ -63,6 +74,17 @@ void pcmOutput(void const* source, void* destination, int samples, int channels)
   auto const* src = static_cast<std::uint8_t const*>(source);
   auto* dst = static_cast<std::uint8_t*>(destination);
   constexpr int kOut = kPcmStorage<W>;
+  if constexpr (P == kPosDouble && W == 2) {
+    if (channels == 2) {
+      std::uint8_t const* right = src + std::int64_t{samples} * kAudioBytes<P>;
+      const int done = static_cast<int>(FastPcmStereoOutputDoubleTo16::run(src, right, dst, samples));
+      for (int i = done; i < samples; ++i) {
+        storeSample<kOut>(dst, 2 * std::int64_t{i}, sampleToPcm<P, W>(loadSample<P>(src, i)));
+        storeSample<kOut>(dst, 2 * std::int64_t{i} + 1, sampleToPcm<P, W>(loadSample<P>(right, i)));
+      }
+      return;
+    }
+  }
   if constexpr (FastPcmOutputRun<P, W>::kAvailable) {
     if (channels <= kMaxStagedChannels) {
       stagedToInterleaved<kAudioBytes<P>, W>(

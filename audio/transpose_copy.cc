@@ -19,6 +19,17 @@ void transposeFromInterleaved(void const* source, void* destination, int samples
   if (samples < 1 || channels < 1) return;
   auto const* src = static_cast<std::uint8_t const*>(source);
   auto* dst = static_cast<std::uint8_t*>(destination);
+  if constexpr (FastStereoFromInterleaved<S, D>::kAvailable) {
+    if (channels == 2) {
+      std::uint8_t* right = dst + std::int64_t{channelStride} * kAudioBytes<D>;
+      const int done = static_cast<int>(FastStereoFromInterleaved<S, D>::run(src, dst, right, samples));
+      for (int i = done; i < samples; ++i) {
+        storeSample<D>(dst, i, convertSample<S, D>(loadSample<S>(src, 2 * std::int64_t{i})));
+        storeSample<D>(right, i, convertSample<S, D>(loadSample<S>(src, 2 * std::int64_t{i} + 1)));
+      }
+      return;
+    }
+  }
   if constexpr (FastConvertRun<S, D>::kAvailable) {
     if (channels <= kMaxStagedChannels) {
       stagedFromInterleaved<kAudioBytes<S>, kAudioBytes<D>>(src, dst, samples, channels,

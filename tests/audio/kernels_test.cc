@@ -128,7 +128,59 @@ TEST(AudioKernels, Int24ToDoubleEveryValue) {
 }
 
 TEST(AudioKernels, SingleToInt16Sweep) {
-  EXPECT_EQ((checkCell<kPosSingle, kPosInt16>(floatSweep(32768.0f))), -1);
+  const auto v = floatSweep(32768.0f);
+  EXPECT_EQ((checkCell<kPosSingle, kPosInt16>(v)), -1);
+  auto plain = [](std::uint8_t const* s, std::uint8_t* d, std::int64_t i) {
+    storeSample<kPosInt16>(d, i, convertSample<kPosSingle, kPosInt16>(loadSample<kPosSingle>(s, i)));
+  };
+  // Each form on its own, whichever the CPU check picks.
+  EXPECT_EQ((firstDifference<4, 2>(v, &singleToInt16Run_SSE2, plain)), -1);
+  if (__builtin_cpu_supports("avx2")) {
+    EXPECT_EQ((firstDifference<4, 2>(v, &singleToInt16Run_AVX2, plain)), -1);
+  }
+}
+
+// The stereo forms across the layout change, through the routines that use
+// them, against the plain rule (tails of every length included).
+TEST(AudioKernels, StereoForms) {
+  const auto all = allInt16();
+  std::vector<std::uint8_t> a, b;
+  for (int periods : {32768, 1, 2, 3, 5, 7}) {
+    const auto fcn = &FastStereoFromInterleaved<kPosInt16, kPosDouble>::run;
+    a.assign(periods * 16, 0);
+    b.assign(periods * 16, 0);
+    const std::int64_t done = fcn(all.data(), a.data(), a.data() + periods * 8, periods);
+    for (std::int64_t i = 0; i < periods; ++i)
+      for (int c = 0; c < 2; ++c) {
+        const double want = convertSample<kPosInt16, kPosDouble>(loadSample<kPosInt16>(all.data(), 2 * i + c));
+        storeSample<kPosDouble>(b.data(), c * periods + i, want);
+        if (i >= done) storeSample<kPosDouble>(a.data(), c * periods + i, want);
+      }
+    EXPECT_EQ(a, b) << periods;
+
+    a.assign(periods * 8, 0);
+    b.assign(periods * 8, 0);
+    const std::int64_t done2 = FastPcmStereoCopy16ToSingle::run(all.data(), a.data(), a.data() + periods * 4, periods);
+    for (std::int64_t i = 0; i < periods; ++i)
+      for (int c = 0; c < 2; ++c) {
+        const float want = pcmToSample<2, kPosSingle>(loadSample<kPosInt16>(all.data(), 2 * i + c));
+        storeSample<kPosSingle>(b.data(), c * periods + i, want);
+        if (i >= done2) storeSample<kPosSingle>(a.data(), c * periods + i, want);
+      }
+    EXPECT_EQ(a, b) << periods;
+  }
+  const auto d = doubleSweep();
+  const std::int64_t periods = static_cast<std::int64_t>(d.size()) / 16;
+  a.assign(periods * 4, 0);
+  b.assign(periods * 4, 0);
+  const std::int64_t done = FastPcmStereoOutputDoubleTo16::run(d.data(), d.data() + periods * 8, a.data(), periods);
+  for (std::int64_t i = 0; i < periods; ++i)
+    for (int c = 0; c < 2; ++c) {
+      const std::int16_t want = sampleToPcm<kPosDouble, 2>(loadSample<kPosDouble>(d.data(), c * periods + i));
+      storeSample<kPosInt16>(b.data(), 2 * i + c, want);
+      if (i >= done) storeSample<kPosInt16>(a.data(), 2 * i + c, want);
+    }
+  EXPECT_EQ(a, b);
 }
 
 TEST(AudioKernels, DoubleToInt16Sweep) {

@@ -75,7 +75,10 @@ TEST(PCMCopy, EveryIntegerPcmValue) {
   for (int bits : {8, 16, 24}) {
     const auto pool = everyPcmValue(bits);
     const int count = static_cast<int>(pool.size()) / (bits / 8);
-    for (AudioDataType d : kMemoryTypes) EXPECT_EQ(checkCopy(bits, d, pool, count / 4, 4), 0);
+    for (AudioDataType d : kMemoryTypes) {
+      EXPECT_EQ(checkCopy(bits, d, pool, count / 4, 4), 0);
+      EXPECT_EQ(checkCopy(bits, d, pool, count / 2 - 1, 2), 0);  // stereo, odd length
+    }
   }
 }
 
