@@ -6,7 +6,7 @@
 
 std::vector<double> videoTraits<0>::EightBitLUT;
 std::vector<float> videoTraits<1>::EightBitLUT;
-std::vector<signed char> videoTraits<2>::EightBitLUT;
+std::vector<char> videoTraits<2>::EightBitLUT;
 std::vector<short> videoTraits<4>::EightBitLUT;
 std::vector<unsigned short> videoTraits<5>::EightBitLUT;
 std::vector<int> videoTraits<6>::EightBitLUT;
@@ -47,7 +47,7 @@ typename videoTraits<N>::type lutEntry(int i) {
   else if constexpr (N == VIDEO_SINGLE)
     return static_cast<float>(i / 255.0);
   else if constexpr (N == VIDEO_INT8)
-    return static_cast<signed char>(i - 128);
+    return static_cast<char>(i - 128);
   else if constexpr (N == VIDEO_INT16)
     return static_cast<short>((i - 128) * 256);
   else if constexpr (N == VIDEO_UINT16)

@@ -3,8 +3,11 @@
 #ifndef RIVULET_TYPES_H
 #define RIVULET_TYPES_H
 
+#include <climits>
 #include <cstdint>
 #include <vector>
+
+static_assert(CHAR_MIN < 0, "VIDEO_INT8 samples are plain char, which must be signed");
 
 // Marks the exported interface; everything else in the library is hidden.
 #define RIVULET_API __attribute__((visibility("default")))
@@ -79,7 +82,7 @@ struct videoTraits;
 
 RIVULET_VIDEO_TRAITS(0, double, 0.0, 1.0)
 RIVULET_VIDEO_TRAITS(1, float, 0.0f, 1.0f)
-RIVULET_VIDEO_TRAITS(2, signed char, -128, 127)
+RIVULET_VIDEO_TRAITS(2, char, -128, 127)  // char is signed on the target
 RIVULET_VIDEO_TRAITS(4, short, -32768, 32767)
 RIVULET_VIDEO_TRAITS(5, unsigned short, 0, 65535)
 RIVULET_VIDEO_TRAITS(6, int, (-2147483647 - 1), 2147483647)

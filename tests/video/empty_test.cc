@@ -55,7 +55,7 @@ TEST(EmptyFamilyValues, Minimums) {
   int p[2] = {1, 1};
   MM_GetToIntensityChannelsEmptyFcn(VIDEO_INT32)(nullptr, p, nullptr, nullptr, 2, 1, ORIENTATION_COLUMN_MAJOR);
   EXPECT_EQ(p[0], -2147483647 - 1);
-  signed char c[3] = {0, 0, 0};
+  char c[3] = {0, 0, 0};
   MM_GetToIntensityChannelsEmptyFcn(VIDEO_INT8)(nullptr, c, nullptr, nullptr, 3, 1, static_cast<VideoFrameOrientation>(7));
   EXPECT_EQ(c[2], -128);
 }

@@ -18,7 +18,7 @@ template <int N>
 Sample<N> widened(std::uint8_t b) {
   if constexpr (N == VIDEO_DOUBLE) return static_cast<float>(b / 255.0);
   else if constexpr (N == VIDEO_SINGLE) return static_cast<float>(b / 255.0);
-  else if constexpr (N == VIDEO_INT8) return static_cast<signed char>(b - 128);
+  else if constexpr (N == VIDEO_INT8) return static_cast<char>(b - 128);
   else if constexpr (N == VIDEO_UINT8) return b;
   else if constexpr (N == VIDEO_INT16) return static_cast<short>((b - 128) * 256);
   else if constexpr (N == VIDEO_UINT16) return static_cast<unsigned short>(b * 256);
