@@ -23,14 +23,8 @@ int splitBGRRowBytes_SIMD(const std::uint8_t* bgr, std::uint8_t* red, std::uint8
 void splitBGRBlockToColumns_SIMD(const std::uint8_t* bgr, std::int64_t rowStep,
                                  std::uint8_t* red, std::uint8_t* green, std::uint8_t* blue,
                                  std::int64_t h);
-// The same for 32 rows (rows rowStep apart) into 32 consecutive bytes per column.
-void splitBGRBlock32ToColumns_AVX2(const std::uint8_t* bgr, std::int64_t rowStep,
-                                   std::uint8_t* red, std::uint8_t* green, std::uint8_t* blue,
-                                   std::int64_t h);
-// True where the block forms can run: SSSE3 for the 16-row split, AVX2 for the
-// 32-row one.
+// True where the block form can run (SSSE3).
 bool haveBlockSplit();
-bool haveBlockSplit32();
 // Transposes a 16 x 16 block of bytes (rows srcStride apart) into 16 runs of 16
 // bytes dstStride apart.
 void transposeBlock16_SIMD(const std::uint8_t* src, std::int64_t srcStride, std::uint8_t* dst,
@@ -177,9 +171,11 @@ bool splitBGRRowsToColumnsStreamed(const std::uint8_t* top, std::int64_t rowStep
   return true;
 }
 
-// Bytes: whole 16 x 16 blocks by the block split, in bands of 64 rows so a
-// column's cache line is completed by four consecutive blocks; the ragged right
-// and bottom edges by the plain form.
+// Bytes: whole 16 x 16 blocks by the block split, a strip of 16 columns at a
+// time from top to bottom, so each destination column is written in order and
+// its cache lines are completed one after the other (sweeping across the rows
+// instead leaves thousands of half-written lines open at once); the ragged
+// right and bottom edges by the plain form.
 template <int N>
 void splitBGRRowsToColumns(const std::uint8_t* top, std::int64_t rowStep,
                            Sample<N>* const planes[3], int w, int h, Sample<N> const* lut) {
@@ -187,24 +183,12 @@ void splitBGRRowsToColumns(const std::uint8_t* top, std::int64_t rowStep,
     if (haveBlockSplit()) {
       const int w16 = w & ~15, h16 = h & ~15;
       const std::int64_t H = h;
-      const int band = 64;
-      const bool wide = haveBlockSplit32();
-      for (int r0 = 0; r0 < h16; r0 += band) {
-        const int r1 = std::min(h16, r0 + band);
-        for (int c = 0; c < w16; c += 16)
-          for (int r = r0; r < r1; r += 16) {
-            if (wide && r + 32 <= r1) {
-              const std::int64_t o = c * H + r;
-              splitBGRBlock32ToColumns_AVX2(top + r * rowStep + 3 * c, rowStep, planes[0] + o,
-                                            planes[1] + o, planes[2] + o, H);
-              r += 16;
-              continue;
-            }
-            const std::int64_t o = c * H + r;
-            splitBGRBlockToColumns_SIMD(top + r * rowStep + 3 * c, rowStep, planes[0] + o,
-                                        planes[1] + o, planes[2] + o, H);
-          }
-      }
+      for (int c = 0; c < w16; c += 16)
+        for (int r = 0; r < h16; r += 16) {
+          const std::int64_t o = c * H + r;
+          splitBGRBlockToColumns_SIMD(top + r * rowStep + 3 * c, rowStep, planes[0] + o,
+                                      planes[1] + o, planes[2] + o, H);
+        }
       splitBGRRectToColumns_C<N>(top, rowStep, planes, h, 0, h16, w16, w, lut);
       splitBGRRectToColumns_C<N>(top, rowStep, planes, h, h16, h, 0, w, lut);
       return;
@@ -239,11 +223,9 @@ void transposePlane(const std::uint8_t* src, Sample<N>* dst, int w, int h, Sampl
   if constexpr (N == VIDEO_UINT8) {
     const int w16 = w & ~15, h16 = h & ~15;
     const std::int64_t H = h, W = w;
-    for (int r0 = 0; r0 < h16; r0 += 64) {
-      const int r1 = std::min(h16, r0 + 64);
-      for (int c = 0; c < w16; c += 16)
-        for (int r = r0; r < r1; r += 16) transposeBlock16_SIMD(src + r * W + c, W, dst + c * H + r, H);
-    }
+    // Strips of 16 columns, top to bottom, as in splitBGRRowsToColumns.
+    for (int c = 0; c < w16; c += 16)
+      for (int r = 0; r < h16; r += 16) transposeBlock16_SIMD(src + r * W + c, W, dst + c * H + r, H);
     // Ragged right edge (all rows) and bottom edge (the block columns).
     for (int r = 0; r < h; ++r)
       for (int c = (r < h16 ? w16 : 0); c < w; ++c) dst[c * H + r] = src[r * W + c];

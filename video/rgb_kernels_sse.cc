@@ -130,10 +130,7 @@ int splitBGRRowBytes_SIMD(const std::uint8_t* bgr, std::uint8_t* red, std::uint8
   return kSplitRow(bgr, red, green, blue, w);
 }
 
-static const bool kHaveAVX2 = (__builtin_cpu_init(), __builtin_cpu_supports("avx2"));
-
 bool haveBlockSplit() { return kHaveSSSE3; }
-bool haveBlockSplit32() { return kHaveAVX2; }
 
 [[gnu::target("ssse3")]] void splitBGRBlockToColumns_SIMD(const std::uint8_t* bgr,
                                                           std::int64_t rowStep, std::uint8_t* red,
