@@ -94,8 +94,15 @@ struct SimpleAvi {
 
   int videoStream() const { return audio && audioFirst ? 1 : 0; }
   int audioStream() const { return video && !audioFirst ? 1 : 0; }
-  std::string vtag() const { return videoTag.empty() ? "0" + std::to_string(videoStream()) + "db" : videoTag; }
-  std::string atag() const { return "0" + std::to_string(audioStream()) + "wb"; }
+  // Chunk ids as the stream templates print them: "0", the digit, the kind.
+  static std::string tagOf(const char* prefix, int stream, const char* kind) {
+    std::string t(prefix);
+    t += static_cast<char>('0' + stream);
+    t += kind;
+    return t;
+  }
+  std::string vtag() const { return videoTag.empty() ? tagOf("0", videoStream(), "db") : videoTag; }
+  std::string atag() const { return tagOf("0", audioStream(), "wb"); }
   std::uint32_t samples() const {
     if (audioLength >= 0) return static_cast<std::uint32_t>(audioLength);
     std::size_t bytes = 0;
@@ -109,8 +116,8 @@ struct SimpleAvi {
     // positions that depend on the header's length, which does not change.
     std::string file = buildWith(0, 0, 0);
     const std::size_t movi = file.find("movi") ;
-    const std::size_t ixv = file.find("ix0" + std::to_string(videoStream()), movi);
-    const std::size_t ixa = file.find("ix0" + std::to_string(audioStream()), movi);
+    const std::size_t ixv = file.find(tagOf("ix0", videoStream(), ""), movi);
+    const std::size_t ixa = file.find(tagOf("ix0", audioStream(), ""), movi);
     return buildWith(movi, ixv, ixa);
   }
 
@@ -154,10 +161,10 @@ struct SimpleAvi {
     if (index == ODML || index == ODML_AND_IDX1) {
       auto ixChunk = [&](const std::string& stream, const std::string& tag, std::uint32_t count,
                          const std::string& entries) {
-        return chunk("ix" + stream, u16(2) + u8(0) + u8(1) + u32(count) + tag + u64(moviPos) + u32(0) + entries);
+        return chunk(stream, u16(2) + u8(0) + u8(1) + u32(count) + tag + u64(moviPos) + u32(0) + entries);
       };
-      vixChunk = video ? ixChunk("0" + std::to_string(videoStream()), vtag(), vn, vix) : "";
-      aixChunk = audio ? ixChunk("0" + std::to_string(audioStream()), atag(), an, aix) : "";
+      vixChunk = video ? ixChunk(tagOf("ix0", videoStream(), ""), vtag(), vn, vix) : "";
+      aixChunk = audio ? ixChunk(tagOf("ix0", audioStream(), ""), atag(), an, aix) : "";
       moviBody += vixChunk + aixChunk;
     }
     std::string hdrl = avih(video ? static_cast<std::uint32_t>(frames.size()) : 0, (video ? 1 : 0) + (audio ? 1 : 0),
