@@ -28,10 +28,52 @@ void convertFrameToBottomUp(char* frame, std::uint32_t frameSize, std::uint32_t 
   }
 }
 
+namespace {
+
+// Four 32-bit pixels to twelve bytes. The group is loaded whole before any
+// byte is stored, so it may overlap its destination, which starts no later.
+inline void shrinkGroupOf4(const char* src, char* dst) {
+  char in[16], out[12];
+  std::memcpy(in, src, 16);
+  for (int k = 0; k < 4; ++k) {
+    out[3 * k] = in[4 * k];
+    out[3 * k + 1] = in[4 * k + 1];
+    out[3 * k + 2] = in[4 * k + 2];
+  }
+  std::memcpy(dst, out, 12);
+}
+
+// Four 16-bit pixels to twelve bytes, loaded whole before any store: the
+// destination starts no earlier than the source when walking backwards.
+inline void expandGroupOf4(const char* src, char* dst) {
+  char in[8];
+  unsigned char out[12];
+  std::memcpy(in, src, 8);
+  for (int k = 0; k < 4; ++k) expandRgb555(readLE16(in + 2 * k), out + 3 * k);
+  std::memcpy(dst, out, 12);
+}
+
+// Shrinks 'count' pixels of one run forwards.
+inline void shrinkRun(char* frame, std::size_t src, std::size_t dst, std::size_t count) {
+  std::size_t i = 0;
+  for (; i + 4 <= count; i += 4, src += 16, dst += 12) shrinkGroupOf4(frame + src, frame + dst);
+  for (; i < count; ++i, src += 4, dst += 3) {
+    frame[dst] = frame[src];
+    frame[dst + 1] = frame[src + 1];
+    frame[dst + 2] = frame[src + 2];
+  }
+}
+
+}  // namespace
+
 void rgb32ToRgb24(char* frame, std::uint32_t frameSize) {
   // Shrinking in place runs forwards: the destination never passes the source.
-  std::size_t dst = 0;
-  for (std::size_t src = 0; src < frameSize; src += 4, dst += 3) {
+  // Pixels start at every multiple of 4 below frameSize; a last one cut short
+  // still gives its three bytes.
+  const std::size_t pixels = (static_cast<std::size_t>(frameSize) + 3) / 4;
+  const std::size_t whole = frameSize / 16 * 4;  // pixels in groups lying wholly inside the frame
+  shrinkRun(frame, 0, 0, whole);
+  for (std::size_t i = whole, src = 4 * whole, dst = 3 * whole; i < pixels; ++i, src += 4, dst += 3) {
     frame[dst] = frame[src];
     frame[dst + 1] = frame[src + 1];
     frame[dst + 2] = frame[src + 2];
@@ -45,12 +87,9 @@ void rgb32ToRgb24WPad(char* frame, std::uint32_t width, std::uint32_t height) {
   std::size_t src = 0;
   std::size_t dst = 0;
   for (std::uint32_t r = 0; r < height; ++r) {
-    for (std::uint32_t c = 0; c < width; ++c, src += 4, dst += 3) {
-      frame[dst] = frame[src];
-      frame[dst + 1] = frame[src + 1];
-      frame[dst + 2] = frame[src + 2];
-    }
-    dst += pad;
+    shrinkRun(frame, src, dst, width);
+    src += 4 * static_cast<std::size_t>(width);
+    dst += 3 * static_cast<std::size_t>(width) + pad;
   }
 }
 
@@ -60,6 +99,7 @@ void rgb555ToRgb24(char* frame, std::uint32_t frameSize, std::uint32_t rgb24Size
   unsigned char* out = reinterpret_cast<unsigned char*>(frame);
   std::int64_t src = static_cast<std::int64_t>(frameSize) - 2;
   std::size_t end = rgb24Size;
+  for (; src >= 6; src -= 8, end -= 12) expandGroupOf4(frame + src - 6, frame + end - 12);
   for (; src >= 0; src -= 2, end -= 3) {
     expandRgb555(readLE16(frame + src), out + end - 3);
   }
@@ -76,7 +116,9 @@ void rgb555ToRgb24WPad(char* frame, std::uint32_t width, std::uint32_t height, s
   for (std::uint32_t r = height; r-- > 0;) {
     end -= pad;
     const char* row = frame + r * stride;
-    for (std::uint32_t c = width; c-- > 0;) {
+    std::uint32_t c = width;
+    for (; c >= 4; c -= 4, end -= 12) expandGroupOf4(row + 2 * static_cast<std::size_t>(c - 4), frame + end - 12);
+    while (c-- > 0) {
       unsigned char px[3];
       expandRgb555(readLE16(row + 2 * static_cast<std::size_t>(c)), px);
       out[end - 1] = px[2];
