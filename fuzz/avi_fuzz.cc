@@ -17,8 +17,8 @@ namespace {
 // Buffers the harness is willing to give one frame; a file that asks for more
 // is read up to its headers only.
 constexpr std::uint64_t kMaxBuffer = 16u << 20;
-constexpr std::uint64_t kMaxFrames = 4096;
-constexpr std::uint64_t kMaxAudioBytes = 16u << 20;
+constexpr std::uint64_t kMaxFrames = 512;
+constexpr std::uint64_t kMaxAudioBytes = 1u << 20;
 
 volatile unsigned int sink;
 

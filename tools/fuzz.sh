@@ -33,9 +33,13 @@ if command -v ffmpeg >/dev/null; then
   [ -s "$seeds/ffmpeg_audio.avi" ] || ffmpeg -v error -y -f lavfi -i sine=sample_rate=800 \
     -c:a pcm_s16le -t 0.5 "$seeds/ffmpeg_audio.avi"
 fi
-if [ -x build/release/tests/avi/avi_test ]; then
-  RIVULET_AVI_SEED_DIR=$seeds build/release/tests/avi/avi_test >/dev/null 2>&1 || true
-fi
+for t in avi_test avi_ffmpeg_test; do
+  if [ -x "build/release/tests/avi/$t" ]; then
+    RIVULET_AVI_SEED_DIR=$seeds "build/release/tests/avi/$t" >/dev/null 2>&1 || true
+  fi
+done
+# Inputs the fuzzer found before, kept with the tests.
+cp -n tests/avi/data/* "$seeds/" 2>/dev/null || true
 
 UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 "$out/build/fuzz/rivulet_fuzz_avi" \
   "$corpus" "$seeds" -dict=fuzz/avi.dict -max_total_time="$seconds" -max_len=65536 \
