@@ -9,12 +9,14 @@ namespace avi::layout {
 
 void convertFrameToBottomUp(char* frame, std::uint32_t frameSize, std::uint32_t height, char* scratch,
                             std::uint64_t scratchSize) {
-  if (height < 2) {
+  // The row length takes in any padding of the stored rows, as it comes from
+  // the size of the whole frame. An odd height keeps its middle row. A height
+  // above the frame's byte count gives rows of no bytes, whose swaps change
+  // nothing: skipping them keeps a huge height from looping for nothing.
+  const std::size_t row = height == 0 ? 0 : frameSize / height;
+  if (height < 2 || row == 0) {
     return;
   }
-  // The row length takes in any padding of the stored rows, as it comes from
-  // the size of the whole frame. An odd height keeps its middle row.
-  const std::size_t row = frameSize / height;
   for (std::uint32_t i = 0; i < height / 2; ++i) {
     char* top = frame + static_cast<std::size_t>(i) * row;
     char* bottom = frame + static_cast<std::size_t>(height - 1 - i) * row;

@@ -638,6 +638,18 @@ TEST_F(AviTest, TopDownFramesComeOutBottomUp) {
   }
 }
 
+// Found by fuzzing: a top-down height far above the frame's byte count made
+// the row swap loop for billions of empty rows.
+TEST_F(AviTest, HugeTopDownHeightWithASmallFrame) {
+  SimpleAvi s;
+  s.height = -0x7FFFFFFF;
+  s.frames = frames(2, 24);
+  Opened o(write(s.build()));
+  EXPECT_EQ(o.file.getVideoHeight(), 0x7FFFFFFFu);
+  EXPECT_EQ(readFrame(o.file, 1, 24), s.frames[1]);  // rows of 0 bytes: nothing moves
+  EXPECT_EQ(o.file.getErrorCode(), 0u);
+}
+
 TEST_F(AviTest, ReadingTheWrongKindOfVideo) {
   SimpleAvi s;
   s.frames = frames(2, 24);
