@@ -20,9 +20,9 @@ cmake --build "$out/build" -j2 --target rivulet_fuzz_avi
 seeds=$out/seeds
 if command -v ffmpeg >/dev/null; then
   i=0
-  for spec in "bgr24 pcm_s16le 5x3" "bgr24 pcm_u8 4x2" "bgra pcm_s16le 5x2" "bgra pcm_u8 4x3" \
+  for seed in "bgr24 pcm_s16le 5x3" "bgr24 pcm_u8 4x2" "bgra pcm_s16le 5x2" "bgra pcm_u8 4x3" \
               "rgb555le pcm_s16le 3x3" "rgb555le pcm_u8 6x2" "pal8 pcm_s16le 5x3" "pal8 pcm_u8 8x2"; do
-    set -- $spec
+    set -- $seed
     f=$seeds/ffmpeg_$i.avi
     [ -s "$f" ] || ffmpeg -v error -y -f lavfi -i "testsrc=size=$3:rate=5" -f lavfi -i sine=sample_rate=800 \
       -c:v rawvideo -pix_fmt "$1" -c:a "$2" -t 0.6 "$f"
