@@ -149,12 +149,19 @@ unsigned char File::openRead(const std::string& path) {
   if (needsFlip) {
     // Freed by close; a second open on the same object must not leak the first.
     std::free(rowBuffer);
-    rowBufferSize = videoChunkSize / videoFormat.biHeight;
-    rowBuffer = static_cast<char*>(std::malloc(rowBufferSize == 0 ? 1 : rowBufferSize));
-    if (rowBuffer == nullptr) {
-      rowBufferSize = 0;
-      setError(errors::OUT_OF_MEMORY);
-      return 0;
+    rowBuffer = nullptr;
+    rowBufferSize = 0;
+    // The frame size comes from the index: a row larger than the whole file
+    // cannot be read anyway, and is not worth allocating. Without the scratch
+    // the rows are swapped byte by byte.
+    const std::uint64_t row = videoChunkSize / videoFormat.biHeight;
+    if (row <= streamLength) {
+      rowBuffer = static_cast<char*>(std::malloc(row == 0 ? 1 : row));
+      if (rowBuffer == nullptr) {
+        setError(errors::OUT_OF_MEMORY);
+        return 0;
+      }
+      rowBufferSize = row;
     }
   }
   return 1;

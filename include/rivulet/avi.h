@@ -40,7 +40,8 @@
 //    three or more rows cannot be expanded.
 //  - A palette index past the end of the colormap expands to black (0, 0, 0).
 //  - Turning top-down frames bottom-up works without the row scratch too, so a
-//    frame read after openToGetInformation alone is still bottom-up.
+//    frame read after openToGetInformation alone is still bottom-up. open
+//    allocates the row scratch only for a row that the file could hold.
 //
 // Buffers: readVideoFrame writes getVideoChunkSize() bytes for uncompressed
 // video and getRawVideoFrameSize(frame) bytes for compressed video.
