@@ -1,7 +1,408 @@
 // rivulet: the AVI container, avi::File.
+//
+// One avi::File reads an uncompressed AVI file (or writes one): one video
+// stream and one PCM audio stream at most, legacy idx1 and OpenDML indexes.
+// Failures are stored in the object, never thrown: poll getErrorCode() and
+// getErrorMsg() after each call. The last failure wins; readVideoFrame and
+// clearError are the only calls that clear it.
+//
+// The only exceptions that leave avi::File are std::bad_alloc,
+// std::length_error and boost::numeric::positive_overflow (a movi list that
+// holds a chunk more than 4 GiB past its start while the index is rebuilt by
+// scanning).
+//
+// Reading untrusted files. Every size taken from a file is checked against
+// the length of the file before it drives an allocation, a loop or a seek.
+// Where the format leaves a case open, the reader chooses this:
+//  - The top-level walk of the file reaches the first 2 GiB only (its
+//    positions are 32-bit). A top-level chunk whose size would step past that
+//    reach is a failed seek (code 4).
+//  - A chunk inside a 'strl' list that claims more bytes than the list holds
+//    is decoded from what the list holds, the missing bytes taken as zero; a
+//    record that the list cannot even frame (fewer than 8 bytes left) ends the
+//    walk of that list.
+//  - An OpenDML index whose entry count runs past the bytes of its chunk, that
+//    would add more entries than the file has room for chunks, that nests more
+//    than a few levels deep, or whose sub-index chunks add up to more bytes than
+//    the file holds, stores code 37 ("Invalid AVI index"); entries added before
+//    stay. A sub-index chunk smaller than its own header is code 37 as well.
+//  - A dwStreams above 8 stores code 27 and ends the parse at once.
+//  - A frame number below -1, or one that the index does not hold although the
+//    header counts it, stores code 11 and reads nothing; getRawVideoFrameSize
+//    gives 0 for such a number and stores code 11. readAudio stores code 10
+//    when the stream header promises more bytes than the index holds, keeping
+//    the bytes delivered so far.
+//  - The 24-bit expansions run only when the stored frame geometry (width,
+//    height, depth and the stored frame size) keeps every byte they touch in
+//    the buffer the caller was asked for, max(getRGB24VideoFrameSize(),
+//    getVideoChunkSize()). Otherwise readRGB24VideoFrame stores code 11 and
+//    leaves the frame as read. In particular a 16-bit frame of width 1 and
+//    three or more rows cannot be expanded.
+//  - A palette index past the end of the colormap expands to black (0, 0, 0).
+//  - Turning top-down frames bottom-up works without the row scratch too, so a
+//    frame read after openToGetInformation alone is still bottom-up. open
+//    allocates the row scratch only for a row that the file could hold.
+//
+// Buffers: readVideoFrame writes getVideoChunkSize() bytes for uncompressed
+// video and getRawVideoFrameSize(frame) bytes for compressed video.
+// readRGB24VideoFrame needs max(getRGB24VideoFrameSize(), getVideoChunkSize())
+// bytes, readIndexedVideoFrame max(getIndexedVideoFrameSize(),
+// getVideoChunkSize()), since each first reads the stored frame whole.
+//
+// Paths: the narrow forms take UTF-8 (any bytes, passed to the system as
+// they stand); the wide forms are turned into UTF-8 first (a code point that
+// is not a Unicode scalar value becomes U+FFFD).
 #ifndef RIVULET_AVI_H
 #define RIVULET_AVI_H
 
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <vector>
+
 #include "rivulet/types.h"
+
+namespace avi {
+
+namespace errors {
+
+// Codes of the stored failures. The numbers are part of the interface; codes
+// that nothing raises are kept for hosts that hold their numbers.
+enum error_T {
+  NONE = 0,
+  RIFF_CHUNK_MISSING = 1,
+  AVI_CHUNK_MISSING = 2,
+  OPEN_FAILED = 3,
+  SEEK_FAILED = 4,
+  FREAD_FAILED = 5,
+  FWRITE_FAILED = 6,
+  GET_FILE_POS_FAILED = 7,
+  SET_FILE_POS_FAILED = 8,
+  FRAME_COUNT_MISMATCH = 9,
+  AUDIO_CHUNKS_MISSING = 10,
+  VIDEO_CHUNKS_MISSING = 11,
+  MAIN_HEADER_MISSING = 12,
+  STREAM_LIST_MISSING = 13,
+  UNEXPECTED_STRL_LENGTH = 14,
+  STREAM_HEADERS_MISSING = 15,
+  AUDIO_FORMAT_UNREADABLE = 16,
+  VIDEO_FORMAT_UNREADABLE = 17,
+  UNSUPPORTED_BITMAP_HEADER = 18,
+  UNSUPPORTED_MAIN_HEADER = 19,
+  UNSUPPORTED_AUDIO_FORMAT = 20,
+  COLORMAP_UNREADABLE = 21,
+  COLORMAP_DURING_READ = 22,
+  COLORMAP_REQUIRED = 23,
+  COLORMAP_NOT_EMPTY = 24,
+  COLORMAP_TOO_LARGE = 25,
+  OUT_OF_MEMORY = 26,
+  TOO_MANY_STREAMS = 27,
+  INTERLEAVED_UNSUPPORTED = 28,
+  UNSUPPORTED_AUDIO_BITS = 29,
+  INTERNAL_INDEX_REQUIRED = 30,
+  COMPRESSED_VIDEO = 31,
+  COMPRESSED_AUDIO = 32,
+  UNSUPPORTED_MODE = 33,
+  INVALID_LEGACY_INDEX = 34,
+  LEGACY_INDEX_PARSE_ERROR = 35,
+  UNSUPPORTED_INDEX_TYPE = 36,
+  INVALID_INDEX = 37,
+  INVALID_INDEX_OFFSET = 38,
+  UNSUPPORTED_FILE = 39,
+  INVALID_FRAME_COUNT = 40,
+  INVALID_BITS_PER_PIXEL = 41,
+  WAVE_UNSUPPORTED = 42,
+  RESERVED_43 = 43,  // has no text: "Unknown error (2b)"
+  VIDEO_NOT_INDEXED = 44,
+  BAD_INDEX_ENTRY_SIZE = 45  // has no text: "Unknown error (2d)"
+};
+
+}  // namespace errors
+
+// One chunk of a stream. On reading, offset + base is the file position of the
+// chunk's data (past its 8-byte header).
+class RIVULET_API IndexEntry {
+ public:
+  IndexEntry(std::uint32_t offset, std::uint32_t size, std::uint64_t base)
+      : offset(offset), size(size), base(base) {}
+  std::uint32_t getOffset() const { return offset; }
+  std::uint32_t getSize() const { return size; }
+  std::uint64_t getBase() const { return base; }
+  std::uint64_t getAbsoluteOffset() const { return offset + base; }
+
+ private:
+  std::uint32_t offset;
+  std::uint32_t size;
+  std::uint64_t base;
+};
+
+// One entry of an OpenDML super index, as on disk.
+class RIVULET_API SuperIndexEntry {
+ public:
+  SuperIndexEntry(std::uint64_t offset, std::uint32_t size, std::uint32_t duration)
+      : offset(offset), size(size), duration(duration) {}
+  std::uint64_t getOffset() const { return offset; }
+  std::uint32_t getSize() const { return size; }
+  std::uint32_t getDuration() const { return duration; }
+
+ private:
+  std::uint64_t offset;
+  std::uint32_t size;
+  std::uint32_t duration;
+};
+
+// The first 12 bytes of an 'indx' or 'ix0N' chunk, in their order on disk.
+struct aviindex_chunk {
+  std::uint16_t wLongsPerEntry;
+  std::uint8_t bIndexSubType;
+  std::uint8_t bIndexType;
+  std::uint32_t nEntriesInUse;
+  std::uint32_t dwChunkId;
+};
+
+// One colormap entry, in its order on disk.
+struct tagRGBQUAD {
+  std::uint8_t rgbBlue;
+  std::uint8_t rgbGreen;
+  std::uint8_t rgbRed;
+  std::uint8_t rgbReserved;
+};
+
+// The 'avih' record.
+struct MainHeader {
+  std::uint32_t dwMicroSecPerFrame;
+  std::uint32_t dwMaxBytesPerSec;
+  std::uint32_t dwPaddingGranularity;
+  std::uint32_t dwFlags;
+  std::uint32_t dwTotalFrames;
+  std::uint32_t dwInitialFrames;
+  std::uint32_t dwStreams;
+  std::uint32_t dwSuggestedBufferSize;
+  std::uint32_t dwWidth;
+  std::uint32_t dwHeight;
+  std::uint32_t dwReserved[4];
+};
+
+// One 'strh' record, kept under its stream number.
+struct StreamHeader {
+  char fccType[5];
+  char fccHandler[5];
+  std::uint32_t dwFlags;
+  std::uint32_t dwPriority;  // priority and language words as one value
+  std::uint32_t dwInitialFrames;
+  std::uint32_t dwScale;
+  std::uint32_t dwRate;
+  std::uint32_t dwStart;
+  std::uint32_t dwLength;
+  std::uint32_t dwSuggestedBufferSize;
+  std::uint32_t dwQuality;
+  std::uint32_t dwSampleSize;
+  struct {
+    std::uint32_t left, top, right, bottom;
+  } rcFrame;
+  bool disabled;
+  bool paletteChanges;
+};
+
+// The wave format of the audio stream ('strf').
+struct WaveFormat {
+  std::uint16_t wFormatTag;
+  std::uint16_t nChannels;
+  std::uint32_t nSamplesPerSec;
+  std::uint32_t nAvgBytesPerSec;
+  std::uint16_t nBlockAlign;
+  std::uint16_t wBitsPerSample;
+  std::uint16_t cbSize;
+};
+
+// The bitmap header of the video stream ('strf'). biHeight is positive once
+// parsed; needsFlip keeps whether the rows are stored top-down.
+struct BitmapInfoHeader {
+  std::uint32_t biSize;
+  std::uint32_t biWidth;
+  std::uint32_t biHeight;
+  std::uint16_t biPlanes;
+  std::uint16_t biBitCount;
+  std::uint32_t biCompression;
+  std::uint32_t biSizeImage;
+  std::uint32_t biXPelsPerMeter;
+  std::uint32_t biYPelsPerMeter;
+  std::uint32_t biClrUsed;
+  std::uint32_t biClrImportant;
+};
+
+class RIVULET_API File {
+ public:
+  static constexpr std::uint64_t STREAM_TAG_LENGTH = 5;
+  static constexpr std::int64_t INVALID_FRAME_INDEX = -1;
+  static constexpr std::uint32_t DEFAULT_BITS_PER_PIXEL = 24;
+
+  File();
+  ~File();
+  File(const File&) = delete;
+  File& operator=(const File&) = delete;
+
+  // Mode "r..." parses the file, checks support and completes the index; the
+  // result says only that the headers parsed: poll getErrorCode() as well.
+  // Mode "w..." creates the file. Any other mode stores code 33.
+  unsigned char open(const char* path, const char* mode);
+  unsigned char open(std::wstring path, const char* mode);
+  // Parses the headers and the stored indexes only; 1 when errorCode is 0.
+  unsigned char openToGetInformation(const char* path);
+  unsigned char openToGetInformation(std::wstring path);
+  void close();
+
+  void clearError();
+  unsigned int getErrorCode();
+  const char* getErrorMsg();
+  void byteSwapOnBigEndian(void*, unsigned int, unsigned int) {}
+
+  unsigned char hasAudio() { return audioPresent; }
+  unsigned char hasVideo() { return videoPresent; }
+  unsigned char isAudioCompressed() { return audioFormat.wFormatTag != 1; }
+  unsigned char isVideoCompressed() { return static_cast<unsigned char>(videoFormat.biCompression & 0xFF); }
+  std::uint16_t getAudioBitsPerSample() { return audioFormat.wBitsPerSample; }
+  unsigned int getAudioNumberOfChannels() { return audioFormat.nChannels; }
+  unsigned int getAudioSampleRate() { return audioFormat.nSamplesPerSec; }
+  unsigned int getAudioChunkSize() { return audioChunkSize; }
+  std::uint64_t getAudioBytesRead() { return audioBytesRead; }
+  std::uint64_t getAudioTotalBytes();
+  unsigned int getVideoWidth() { return videoFormat.biWidth; }
+  unsigned int getVideoHeight() { return videoFormat.biHeight; }
+  unsigned int getVideoBitsPerPixel() { return videoFormat.biBitCount; }
+  std::uint64_t getVideoTotalFrames() { return mainHeader.dwTotalFrames; }
+  std::uint64_t getVideoFramesRead() { return videoFramesRead; }
+  double getVideoFrameRate();
+  unsigned int getVideoStreamRate() { return streamHeaders[videoStreamNumber].dwRate; }
+  unsigned int getVideoStreamScale() { return streamHeaders[videoStreamNumber].dwScale; }
+  std::string getVideoFourCC();
+  std::vector<tagRGBQUAD> getColormap() { return colormap; }
+  // Bytes of one stored uncompressed frame: what readVideoFrame writes.
+  unsigned int getVideoChunkSize() { return videoChunkSize; }
+
+  // Reading. A frame is counted from 0; INVALID_FRAME_INDEX (-1) asks for the
+  // next frame of the sequence. Past the end nothing is read and no failure is
+  // stored: test isEndOfVideo() first.
+  void readVideoFrame(char* buffer);
+  void readVideoFrame(char* buffer, long long frame);
+  // Bottom-up rows of blue, green, red, each row padded to four bytes, made in
+  // place from the stored frame.
+  void readRGB24VideoFrame(char* buffer);
+  void readRGB24VideoFrame(char* buffer, long long frame);
+  // The stored palette indices of an 8-bit frame; the palette is getColormap().
+  void readIndexedVideoFrame(char* buffer, long long frame);
+  // Audio as one byte stream across chunks; the call that reaches the end
+  // given by the stream header fills the rest of its buffer with zeros.
+  void readAudio(char* buffer, std::uint64_t count);
+  void resetVideo() { videoFramesRead = 0; }
+  void resetAudio();
+  unsigned char isEndOfVideo() { return videoFramesRead == mainHeader.dwTotalFrames; }
+  unsigned char isEndOfAudio() { return audioBytesRead == getAudioTotalBytes(); }
+  unsigned int getRawVideoFrameSize(long long frame);
+  unsigned int getRGB24VideoFrameSize();
+  unsigned int getIndexedVideoFrameSize();
+
+ private:
+  static constexpr unsigned int MAX_STREAMS = 8;
+
+  void setError(errors::error_T code);
+  unsigned char openRead(const std::string& path);
+  unsigned char openInformation(const std::string& path);
+
+  // Header parsing.
+  void parseFile();
+  void parseMainHeader();
+  void parseStreamLists();
+  void parseStreamHeader(unsigned int stream, const char* data, std::uint64_t size);
+  void parseStreamFormat(unsigned int stream, const char* data, std::uint64_t size, std::uint64_t available);
+  void parseVideoStreamFormat(const char* data, std::uint64_t size, std::uint64_t available);
+  void parseAudioStreamFormat(const char* data, std::uint64_t size);
+  void errorIf2or4or8bitAVIwithNoClrmap();
+  void errorIfWrongNumFrameForRGB24();
+  void verifySupport();
+
+  // Index reading. 'available' is how many bytes the buffer holds from 'data'.
+  void parseLegacyIndex();
+  void parseStreamIndex(std::uint64_t stream, const char* data, std::uint64_t available);
+  aviindex_chunk parseOpenDMLBaseIndex(const char* data);
+  void parseOpenDMLSuperIndex(std::uint64_t stream, const aviindex_chunk& head, const char* data,
+                              std::uint64_t available);
+  void parseOpenDMLStandardIndex(std::uint64_t stream, const aviindex_chunk& head, const char* data,
+                                 std::uint64_t available);
+  void buildLegacyIndex(const char* tag);
+  void verifyIndex();
+  void addIndexEntry(std::uint64_t stream, unsigned int chunkId, unsigned int offset, unsigned int size,
+                     std::uint64_t base);
+  void addIndexEntry(std::uint64_t stream, const char* chunkId, unsigned int offset, unsigned int size,
+                     std::uint64_t base);
+  void addIndexEntry(unsigned int chunkId, unsigned int offset, unsigned int size, std::uint64_t base);
+  void addIndexEntry(const char* chunkId, unsigned int offset, unsigned int size, std::uint64_t base);
+  static unsigned int matchStreamNumber(const std::string& text, unsigned int audio, unsigned int video);
+
+  // Frame layout.
+  unsigned int getRgb24PadLength();
+  unsigned int getRgb555PadLength();
+  unsigned int getIndexedPadLength();
+  void convertFrameToBottomUp(char* frame);
+  bool expandToRgb24(char* frame);
+
+  std::string errorMsg;
+  std::uint32_t errorCode;
+  std::string fileName;
+  std::FILE* fileHandle;
+  std::int32_t fileMode;
+  std::uint64_t moviOffset;
+  std::uint32_t hdrlOffset;
+  std::uint32_t idx1Offset;
+  std::uint32_t strlOffset;
+  std::uint32_t videoChunkSize;
+  std::uint32_t audioDataSize;
+  std::uint32_t audioChunkSize;
+  std::uint64_t fileSize;
+  bool audioPresent;
+  bool videoPresent;
+  bool needsFlip;
+  char* rowBuffer;
+  MainHeader mainHeader;
+  StreamHeader streamHeaders[MAX_STREAMS];
+  WaveFormat audioFormat;
+  BitmapInfoHeader videoFormat;
+  bool hasIndex;
+  bool mustUseIndex;
+  bool isInterleaved;
+  bool trustCkType;
+  bool wasCaptureFile;
+  bool protectedContent;
+  std::uint32_t audioStreamNumber;
+  std::uint32_t videoStreamNumber;
+  char audioChunkTag[STREAM_TAG_LENGTH];
+  char videoChunkTag[STREAM_TAG_LENGTH];
+  std::vector<IndexEntry>* audioIndex;
+  std::vector<IndexEntry>* videoIndex;
+  std::vector<SuperIndexEntry>* videoSuperIndex;
+  std::vector<SuperIndexEntry>* audioSuperIndex;
+  std::uint64_t videoFramesRead;
+  std::uint64_t audioEntryNumber;
+  std::uint64_t audioBytesRead;
+  std::uint64_t audioEntryPos;
+  bool legacyIndexWritten;
+  std::uint32_t firstRiffEnd;
+  std::uint32_t firstRiffVideoEntries;
+  std::uint32_t firstRiffAudioEntries;
+  std::uint32_t firstRiffMoviBytes;
+  std::uint32_t laterVideoFrames;
+  std::uint32_t curMoviBytes;
+  std::uint64_t numSuperIndexEntries;
+  std::vector<tagRGBQUAD> colormap;
+
+  // Reader bookkeeping for untrusted input: the length of the open file, the
+  // size of rowBuffer, and the sub-index bytes and nesting of the OpenDML parse.
+  std::uint64_t streamLength;
+  std::uint64_t rowBufferSize;
+  std::uint64_t subIndexBytesRead;
+  unsigned int indexDepth;
+};
+
+}  // namespace avi
 
 #endif  // RIVULET_AVI_H

@@ -1,0 +1,348 @@
+// avi::File: walking the RIFF structure and parsing the headers.
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+#include <vector>
+
+#include "avi/byte_order.h"
+#include "avi/file_io.h"
+#include "rivulet/avi.h"
+
+namespace avi {
+
+namespace {
+
+// The top-level walk positions and steps in signed 32 bits: it reaches the
+// first 2 GiB of a file.
+constexpr std::uint64_t kWalkReach = std::numeric_limits<std::int32_t>::max();
+
+// Bytes a 'strh' or 'strf' record may be decoded from: the longest stream
+// header is 64 bytes and covers the 40-byte bitmap and 18-byte wave formats.
+constexpr std::size_t kRecordScratch = 64;
+
+}  // namespace
+
+void File::parseFile() {
+  subIndexBytesRead = 0;
+  indexDepth = 0;
+  // The length of the file bounds every size read from it.
+  streamLength = 0;
+  if (fseeko(fileHandle, 0, SEEK_END) == 0) {
+    const std::uint64_t end = io::position(fileHandle);
+    streamLength = end == std::numeric_limits<std::uint64_t>::max() ? 0 : end;
+  }
+  io::seekTo(fileHandle, 0);
+
+  unsigned char riff[12];
+  if (!io::readExactly(fileHandle, riff, sizeof riff)) {
+    setError(errors::FREAD_FAILED);
+    return;
+  }
+  if (!isFourCC(riff, "RIFF")) {
+    setError(errors::RIFF_CHUNK_MISSING);
+    return;
+  }
+  if (isFourCC(riff + 8, "WAVE")) {
+    setError(errors::WAVE_UNSUPPORTED);
+    return;
+  }
+  if (!isFourCC(riff + 8, "AVI ")) {
+    setError(errors::AVI_CHUNK_MISSING);
+    return;
+  }
+  fileSize = readChunkSize(riff + 4) + 8;
+
+  // Top level: lists are not entered, order is free, a later 'hdrl' or 'movi'
+  // overrides an earlier one, and the walk ends at 'idx1' or the end of file.
+  for (;;) {
+    const std::uint64_t headerPos = io::position(fileHandle);
+    if (headerPos > kWalkReach) {
+      break;
+    }
+    unsigned char header[12];
+    if (!io::readExactly(fileHandle, header, sizeof header)) {
+      break;
+    }
+    const std::uint64_t size = readChunkSize(header + 4);
+    if (isFourCC(header, "LIST") && isFourCC(header + 8, "hdrl")) {
+      hdrlOffset = static_cast<std::uint32_t>(headerPos + 12);
+    } else if (isFourCC(header, "LIST") && isFourCC(header + 8, "movi")) {
+      moviOffset = headerPos + 8;
+    } else if (isFourCC(header, "idx1")) {
+      idx1Offset = static_cast<std::uint32_t>(headerPos + 4);
+      break;
+    }
+    // Four bytes past the 8-byte header were consumed already. A size of 0 to 3
+    // steps back a little, still 8 bytes on from the header.
+    const std::int64_t step = static_cast<std::int64_t>(size) - 4;
+    if (step > static_cast<std::int64_t>(kWalkReach) || !io::seekBy(fileHandle, step)) {
+      setError(errors::SEEK_FAILED);
+      return;
+    }
+  }
+
+  parseMainHeader();
+  if (errorCode != 0) {
+    return;
+  }
+  if (mainHeader.dwStreams > MAX_STREAMS) {
+    setError(errors::TOO_MANY_STREAMS);
+    return;
+  }
+  parseStreamLists();
+  if (errorCode != 0) {
+    return;
+  }
+  if (videoIndex->empty() && audioIndex->empty()) {
+    parseLegacyIndex();
+  }
+}
+
+void File::parseMainHeader() {
+  // With no 'hdrl' this is position 0, where "RIFF" stands instead of "avih".
+  io::seekTo(fileHandle, hdrlOffset);
+  unsigned char header[8];
+  if (!io::readExactly(fileHandle, header, sizeof header)) {
+    setError(errors::FREAD_FAILED);
+    return;
+  }
+  if (!isFourCC(header, "avih")) {
+    setError(errors::MAIN_HEADER_MISSING);
+    return;
+  }
+  const std::uint64_t size = readChunkSize(header + 4);
+  if (size >= 57) {
+    setError(errors::UNSUPPORTED_MAIN_HEADER);
+    return;
+  }
+  // A shorter record leaves its missing values at zero.
+  unsigned char record[56] = {};
+  if (!io::readExactly(fileHandle, record, size)) {
+    setError(errors::FREAD_FAILED);
+    return;
+  }
+  strlOffset = static_cast<std::uint32_t>(io::position(fileHandle));
+
+  std::uint32_t values[14];
+  for (int i = 0; i < 14; ++i) {
+    values[i] = readLE32(record + 4 * i);
+  }
+  mainHeader.dwMicroSecPerFrame = values[0];
+  mainHeader.dwMaxBytesPerSec = values[1];
+  mainHeader.dwPaddingGranularity = values[2];
+  mainHeader.dwFlags = values[3];
+  mainHeader.dwTotalFrames = values[4];
+  mainHeader.dwInitialFrames = values[5];
+  mainHeader.dwStreams = values[6];
+  mainHeader.dwSuggestedBufferSize = values[7];
+  mainHeader.dwWidth = values[8];
+  mainHeader.dwHeight = values[9];
+  for (int i = 0; i < 4; ++i) {
+    mainHeader.dwReserved[i] = values[10 + i];
+  }
+  const std::uint32_t flags = mainHeader.dwFlags;
+  hasIndex = (flags & 0x10) != 0;
+  mustUseIndex = (flags & 0x20) != 0;
+  isInterleaved = (flags & 0x100) != 0;
+  trustCkType = (flags & 0x800) != 0;
+  wasCaptureFile = (flags & 0x10000) != 0;
+  protectedContent = (flags & 0x20000) != 0;
+}
+
+void File::parseStreamLists() {
+  audioPresent = false;
+  videoPresent = false;
+  audioStreamNumber = 0;
+  videoStreamNumber = 0;
+  std::uint64_t position = strlOffset;
+  std::vector<char> body;
+  for (unsigned int stream = 0; stream < mainHeader.dwStreams; ++stream) {
+    io::seekTo(fileHandle, position);
+    unsigned char header[12];
+    if (!io::readExactly(fileHandle, header, sizeof header)) {
+      setError(errors::FREAD_FAILED);
+      return;
+    }
+    // The stream lists follow 'avih' back to back.
+    if (!isFourCC(header, "LIST") || !isFourCC(header + 8, "strl")) {
+      setError(errors::STREAM_LIST_MISSING);
+      return;
+    }
+    // A size below 4 makes the body length wrap to a huge value, which the file
+    // cannot hold: the read would come up short, so it is one without
+    // allocating.
+    const std::uint64_t length = readChunkSize(header + 4) - 4;
+    const std::uint64_t bodyPos = position + 12;
+    if (bodyPos > streamLength || length > streamLength - bodyPos) {
+      setError(errors::FREAD_FAILED);
+      return;
+    }
+    body.resize(length);
+    if (!io::readExactly(fileHandle, body.data(), length)) {
+      setError(errors::FREAD_FAILED);
+      return;
+    }
+
+    // The walk goes on after a failure in one chunk; the last failure stands.
+    std::uint64_t at = 0;
+    while (at < length && length - at >= 8) {
+      const char* id = body.data() + at;
+      const std::uint64_t size = readChunkSize(id + 4);
+      const std::uint64_t dataAt = at + 8;
+      const std::uint64_t available = length - dataAt;
+      // Records are decoded from at least kRecordScratch bytes: where the list
+      // ends sooner, the rest is taken as zero.
+      char scratch[kRecordScratch] = {};
+      const char* data = body.data() + dataAt;
+      if (available < kRecordScratch) {
+        std::memcpy(scratch, data, available);
+        data = scratch;
+      }
+      if (isFourCC(id, "strh")) {
+        parseStreamHeader(stream, data, size);
+      } else if (isFourCC(id, "strf")) {
+        parseStreamFormat(stream, data, size, available);
+      } else if (isFourCC(id, "indx")) {
+        parseStreamIndex(stream, body.data() + dataAt, available);
+      }
+      if (size > length - dataAt) {
+        break;
+      }
+      at = dataAt + size;
+    }
+
+    if (videoPresent && audioPresent) {
+      return;
+    }
+    position = bodyPos + length;
+  }
+}
+
+void File::parseStreamHeader(unsigned int stream, const char* data, std::uint64_t size) {
+  if (size > 64) {
+    setError(errors::UNEXPECTED_STRL_LENGTH);
+    return;
+  }
+  StreamHeader& h = streamHeaders[stream];
+  std::memcpy(h.fccType, data, 4);
+  h.fccType[4] = 0;
+  std::memcpy(h.fccHandler, data + 4, 4);
+  h.fccHandler[4] = 0;
+  h.dwFlags = readLE32(data + 8);
+  h.dwPriority = readLE32(data + 12);
+  h.dwInitialFrames = readLE32(data + 16);
+  h.dwScale = readLE32(data + 20);
+  h.dwRate = readLE32(data + 24);
+  h.dwStart = readLE32(data + 28);
+  h.dwLength = readLE32(data + 32);
+  h.dwSuggestedBufferSize = readLE32(data + 36);
+  h.dwQuality = readLE32(data + 40);
+  h.dwSampleSize = readLE32(data + 44);
+  if (size == 56) {
+    h.rcFrame = {readLE16(data + 48), readLE16(data + 50), readLE16(data + 52), readLE16(data + 54)};
+  } else if (size == 64) {
+    h.rcFrame = {readLE32(data + 48), readLE32(data + 52), readLE32(data + 56), readLE32(data + 60)};
+  }
+  h.disabled = (h.dwFlags & 1) != 0;
+  h.paletteChanges = false;
+}
+
+void File::parseStreamFormat(unsigned int stream, const char* data, std::uint64_t size,
+                             std::uint64_t available) {
+  // The first stream of each kind wins. The presence flag and the tag are set
+  // before the format is parsed, so they stay when it fails.
+  const StreamHeader& h = streamHeaders[stream];
+  if (std::memcmp(h.fccType, "auds", 4) == 0 && !audioPresent) {
+    audioPresent = true;
+    audioStreamNumber = stream;
+    std::snprintf(audioChunkTag, sizeof audioChunkTag, "0%dwb", static_cast<int>(stream));
+    parseAudioStreamFormat(data, size);
+  } else if (std::memcmp(h.fccType, "vids", 4) == 0 && !videoPresent) {
+    videoPresent = true;
+    videoStreamNumber = stream;
+    std::snprintf(videoChunkTag, sizeof videoChunkTag, "0%ddb", static_cast<int>(stream));
+    parseVideoStreamFormat(data, size, available);
+  }
+}
+
+void File::parseAudioStreamFormat(const char* data, std::uint64_t size) {
+  if (size >= 129) {
+    setError(errors::UNSUPPORTED_AUDIO_FORMAT);
+    return;
+  }
+  // All 18 bytes, whatever the size: a 16-byte record takes cbSize from the
+  // two bytes behind it.
+  audioFormat.wFormatTag = readLE16(data);
+  audioFormat.nChannels = readLE16(data + 2);
+  audioFormat.nSamplesPerSec = readLE32(data + 4);
+  audioFormat.nAvgBytesPerSec = readLE32(data + 8);
+  audioFormat.nBlockAlign = readLE16(data + 12);
+  audioFormat.wBitsPerSample = readLE16(data + 14);
+  audioFormat.cbSize = readLE16(data + 16);
+}
+
+void File::parseVideoStreamFormat(const char* data, std::uint64_t size, std::uint64_t available) {
+  videoFormat.biSize = readLE32(data);
+  if (videoFormat.biSize != 40) {
+    setError(errors::UNSUPPORTED_BITMAP_HEADER);
+    return;
+  }
+  videoFormat.biWidth = readLE32(data + 4);
+  videoFormat.biHeight = readLE32(data + 8);
+  videoFormat.biPlanes = readLE16(data + 12);
+  videoFormat.biBitCount = readLE16(data + 14);
+  videoFormat.biCompression = readLE32(data + 16);
+  videoFormat.biSizeImage = readLE32(data + 20);
+  videoFormat.biXPelsPerMeter = readLE32(data + 24);
+  videoFormat.biYPelsPerMeter = readLE32(data + 28);
+  videoFormat.biClrUsed = readLE32(data + 32);
+  videoFormat.biClrImportant = readLE32(data + 36);
+  if (size > 40) {
+    // Every byte after the first 40 counts as colormap, four to an entry,
+    // whatever biClrUsed and the depth say; bytes the list does not hold are
+    // not taken.
+    const std::uint64_t bytes = std::min(size, available);
+    const std::uint64_t entries = bytes > 40 ? (bytes - 40) / 4 : 0;
+    colormap.clear();
+    colormap.reserve(entries);
+    const unsigned char* p = reinterpret_cast<const unsigned char*>(data) + 40;
+    for (std::uint64_t i = 0; i < entries; ++i, p += 4) {
+      colormap.push_back(tagRGBQUAD{p[0], p[1], p[2], p[3]});
+    }
+  }
+  if (static_cast<std::int32_t>(videoFormat.biHeight) < 0) {
+    videoFormat.biHeight = 0u - videoFormat.biHeight;
+    needsFlip = true;
+    mainHeader.dwHeight = videoFormat.biHeight;
+  }
+  errorIf2or4or8bitAVIwithNoClrmap();
+}
+
+void File::errorIf2or4or8bitAVIwithNoClrmap() {
+  const unsigned int bits = videoFormat.biBitCount;
+  if (colormap.empty() && (bits == 2 || bits == 4 || bits == 8)) {
+    setError(errors::UNSUPPORTED_FILE);
+  }
+}
+
+void File::errorIfWrongNumFrameForRGB24() {
+  if (videoFormat.biBitCount == 24 && videoFormat.biCompression == 0) {
+    const std::uint32_t bytes = videoFormat.biHeight * videoFormat.biWidth * mainHeader.dwTotalFrames * 3u;
+    if (bytes > fileSize) {
+      setError(errors::INVALID_FRAME_COUNT);
+    }
+  }
+}
+
+void File::verifySupport() {
+  if (audioPresent && audioFormat.wBitsPerSample != 8 && audioFormat.wBitsPerSample != 16) {
+    setError(errors::UNSUPPORTED_AUDIO_BITS);
+    return;
+  }
+  if (mustUseIndex) {
+    setError(errors::INTERNAL_INDEX_REQUIRED);
+  }
+}
+
+}  // namespace avi

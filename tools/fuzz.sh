@@ -1,0 +1,46 @@
+#!/usr/bin/env bash
+# Builds the AVI reader's libFuzzer target with clang (ASan + UBSan) and runs
+# it for a given number of seconds with one worker.
+#   tools/fuzz.sh [seconds=600] [corpus dir=build/fuzz/corpus]
+# Seeds: small files written by ffmpeg as the tests write them, plus the
+# synthetic files the AVI tests make (dumped by the release test binary when
+# it is built). Crashing inputs land in build/fuzz/artifacts/.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+seconds=${1:-600}
+corpus=${2:-build/fuzz/corpus}
+out=build/fuzz
+mkdir -p "$out/seeds" "$out/artifacts" "$corpus"
+
+CC=clang CXX=clang++ cmake -S . -B "$out/build" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+  -DRIVULET_BUILD_FUZZERS=ON -DRIVULET_BUILD_TESTS=OFF -DRIVULET_BUILD_EXAMPLES=OFF \
+  -DRIVULET_BUILD_BENCHMARKS=OFF >/dev/null
+cmake --build "$out/build" -j2 --target rivulet_fuzz_avi
+
+seeds=$out/seeds
+if command -v ffmpeg >/dev/null; then
+  i=0
+  for seed in "bgr24 pcm_s16le 5x3" "bgr24 pcm_u8 4x2" "bgra pcm_s16le 5x2" "bgra pcm_u8 4x3" \
+              "rgb555le pcm_s16le 3x3" "rgb555le pcm_u8 6x2" "pal8 pcm_s16le 5x3" "pal8 pcm_u8 8x2"; do
+    set -- $seed
+    f=$seeds/ffmpeg_$i.avi
+    [ -s "$f" ] || ffmpeg -v error -y -f lavfi -i "testsrc=size=$3:rate=5" -f lavfi -i sine=sample_rate=800 \
+      -c:v rawvideo -pix_fmt "$1" -c:a "$2" -t 0.6 "$f"
+    i=$((i + 1))
+  done
+  [ -s "$seeds/ffmpeg_video.avi" ] || ffmpeg -v error -y -f lavfi -i testsrc=size=7x5:rate=5 \
+    -c:v rawvideo -pix_fmt bgr24 -t 0.6 "$seeds/ffmpeg_video.avi"
+  [ -s "$seeds/ffmpeg_audio.avi" ] || ffmpeg -v error -y -f lavfi -i sine=sample_rate=800 \
+    -c:a pcm_s16le -t 0.5 "$seeds/ffmpeg_audio.avi"
+fi
+for t in avi_test avi_ffmpeg_test; do
+  if [ -x "build/release/tests/avi/$t" ]; then
+    RIVULET_AVI_SEED_DIR=$seeds "build/release/tests/avi/$t" >/dev/null 2>&1 || true
+  fi
+done
+# Inputs the fuzzer found before, kept with the tests.
+cp -n tests/avi/data/* "$seeds/" 2>/dev/null || true
+
+UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 "$out/build/fuzz/rivulet_fuzz_avi" \
+  "$corpus" "$seeds" -dict=fuzz/avi.dict -max_total_time="$seconds" -max_len=65536 \
+  -rss_limit_mb=2048 -timeout=20 -print_final_stats=1 -artifact_prefix="$out/artifacts/"
