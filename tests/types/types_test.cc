@@ -2,8 +2,8 @@
 // identification strings, seen from a host.
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <cstring>
-#include <regex>
 #include <string>
 
 #include "rivulet/rivulet.h"
@@ -78,11 +78,35 @@ TEST(Traits, SizesAndLimits) {
   EXPECT_EQ(&(a = b), &a);
 }
 
+namespace {
+
+// Whether text is count groups of digits separated by sep, and nothing else.
+bool digitGroups(const std::string& text, char sep, int count) {
+  int groups = 0;
+  size_t i = 0;
+  while (i < text.size()) {
+    const size_t start = i;
+    while (i < text.size() && std::isdigit(static_cast<unsigned char>(text[i]))) ++i;
+    if (i == start) return false;
+    ++groups;
+    if (i < text.size() && text[i++] != sep) return false;
+    if (i == text.size() && text.back() == sep) return false;
+  }
+  return groups == count;
+}
+
+}  // namespace
+
 TEST(Identification, VersionAndBuildDate) {
   ASSERT_NE(rivulet_version, nullptr);
-  EXPECT_TRUE(std::regex_match(rivulet_version, std::regex(R"(\d+\.\d+\.\d+\.\d+)"))) << rivulet_version;
+  EXPECT_TRUE(digitGroups(rivulet_version, '.', 4)) << rivulet_version;
   ASSERT_NE(rivulet_build_date, nullptr);
-  EXPECT_TRUE(std::regex_match(rivulet_build_date,
-                               std::regex(R"((Jan|Feb|Mar|Apr|May|Jun|Jul|Aug|Sep|Oct|Nov|Dec) +\d{1,2} \d{4})")))
-      << rivulet_build_date;
+  // "Mmm dd yyyy"; a one-digit day is padded with a blank.
+  const std::string date = rivulet_build_date;
+  ASSERT_EQ(date.size(), 11u) << date;
+  EXPECT_NE(std::string("JanFebMarAprMayJunJulAugSepOctNovDec").find(date.substr(0, 3)), std::string::npos);
+  EXPECT_EQ(date[3], ' ');
+  EXPECT_TRUE(std::isdigit(static_cast<unsigned char>(date[5])));
+  EXPECT_EQ(date[6], ' ');
+  EXPECT_TRUE(digitGroups(date.substr(7), ' ', 1)) << date;
 }
