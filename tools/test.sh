@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Builds and runs the whole test suite twice: a Release build, and a build
-# under AddressSanitizer + UndefinedBehaviorSanitizer. Then installs the
-# Release build into a scratch prefix and builds a small consumer against the
-# installed CMake package and pkg-config file.
+# Builds and runs the whole test suite twice: a Release build (then installed
+# into a scratch prefix, with a small consumer built against the installed
+# CMake package and pkg-config file), and a build under AddressSanitizer +
+# UndefinedBehaviorSanitizer.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 jobs=$(nproc)
@@ -10,11 +10,10 @@ jobs=$(nproc)
 cmake --preset release >/dev/null
 cmake --build --preset release -j"$jobs"
 ctest --preset release -j"$jobs"
+bash tools/check-install.sh build/release
 
 cmake --preset asan-ubsan >/dev/null
 cmake --build --preset asan-ubsan -j"$jobs"
 # The multi-gigabyte files of the 'large' tests are read in the Release pass.
 ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
   ctest --preset asan-ubsan -j"$jobs" -LE large
-
-bash tools/check-install.sh build/release
