@@ -25,13 +25,9 @@ inline std::uint32_t get32(const std::string& s, std::size_t at) {
 inline void put32(std::string& s, std::size_t at, std::uint32_t v) { s.replace(at, 4, u32(v)); }
 inline void put64(std::string& s, std::size_t at, std::uint64_t v) { s.replace(at, 8, u64(v)); }
 
-// A chunk with the size of its payload, padded to even; one whose size field
-// says 'size' whatever follows; a list.
+// A chunk with the size of its payload, padded to even; a list.
 inline std::string chunk(const std::string& id, const std::string& payload) {
   return id + u32(static_cast<std::uint32_t>(payload.size())) + payload + std::string(payload.size() & 1, '\0');
-}
-inline std::string rawChunk(const std::string& id, std::uint32_t size, const std::string& payload) {
-  return id + u32(size) + payload;
 }
 inline std::string list(const std::string& kind, const std::string& type, const std::string& body) {
   return kind + u32(static_cast<std::uint32_t>(body.size() + 4)) + type + body;
@@ -89,8 +85,8 @@ struct SimpleAvi {
   std::uint32_t flags = 0x10;
   std::string trailer = chunk("JUNK", "tail");  // behind 'movi'; empty: 'movi' ends the file
 
-  std::string vtag() const { return videoTag.empty() ? std::string("0") + digit(audio && audioFirst) + "db" : videoTag; }
-  std::string atag() const { return std::string("0") + digit(video && !audioFirst) + "wb"; }
+  std::string vtag() const { return videoTag.empty() ? "0" + digit(audio && audioFirst) + "db" : videoTag; }
+  std::string atag() const { return "0" + digit(video && !audioFirst) + "wb"; }
 
   std::string build() const {
     // Two passes: the OpenDML offsets depend on the header's length, which
@@ -101,7 +97,7 @@ struct SimpleAvi {
   }
 
  private:
-  static char digit(bool one) { return one ? '1' : '0'; }
+  static std::string digit(bool one) { return one ? "1" : "0"; }
   bool odml() const { return index == ODML || index == ODML_AND_IDX1; }
 
   std::string strl(bool isVideo, std::size_t ixPos, std::size_t ixSize) const {
@@ -141,7 +137,8 @@ struct SimpleAvi {
     std::string vixChunk, aixChunk;
     if (odml()) {
       auto ixChunk = [&](const std::string& tag, std::uint32_t count, const std::string& entries) {
-        return chunk("ix" + tag.substr(0, 2), u16(2) + u8(0) + u8(1) + u32(count) + tag + u64(moviPos) + u32(0) + entries);
+        const std::string head = u16(2) + u8(0) + u8(1) + u32(count) + tag + u64(moviPos) + u32(0);
+        return chunk("ix" + tag.substr(0, 2), head + entries);
       };
       vixChunk = video ? ixChunk(vtag(), vn, vix) : "";
       aixChunk = audio ? ixChunk(atag(), an, aix) : "";
@@ -161,7 +158,7 @@ struct SimpleAvi {
 // Frame i of a test video: distinct bytes everywhere.
 inline std::string patternFrame(std::size_t size, int i) {
   std::string f(size, '\0');
-  for (std::size_t k = 0; k < size; ++k) f[k] = static_cast<char>((k * 7 + static_cast<std::size_t>(i) * 31 + 1) & 0xFF);
+  for (std::size_t k = 0; k < size; ++k) f[k] = static_cast<char>((k * 7 + i * 31u + 1) & 0xFF);
   return f;
 }
 inline std::vector<std::string> patternFrames(int count, std::size_t size) {

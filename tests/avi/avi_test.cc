@@ -44,7 +44,11 @@ class AviTest : public ::testing::Test {
   }
 };
 
-// A file with one stream list holding 'strl' after 'avih', then an empty 'movi'.
+// A stream list of a header and a format record.
+std::string streamList(const std::string& type, const std::string& strf) {
+  return list("LIST", "strl", strh(type, 1, 5, 0, 0) + strf);
+}
+// A file with 'strl' after 'avih', then an empty 'movi'.
 std::string headersOnly(const std::string& strl, std::uint32_t streams = 1) {
   return list("RIFF", "AVI ", list("LIST", "hdrl", avih(0, streams) + strl) + list("LIST", "movi", "") +
                                   chunk("JUNK", ""));
@@ -123,9 +127,6 @@ TEST_F(AviTest, FailuresAndTheirTexts) {
   const F withAudio = [](SimpleAvi& s) { s.audio = true; };
   const F audioOnly = [](SimpleAvi& s) { s.video = false, s.audio = true; };
   const F mjpg = [](SimpleAvi& s) { s.compression = 0x47504A4D; };
-  auto strl = [](const std::string& type, const std::string& strf) {
-    return headersOnly(list("LIST", "strl", strh(type, 1, 5, 0, 0) + strf));
-  };
   const std::string notAvi = "'@' is not a valid AVI file ", fread = "Fread operation failed";
   const std::string videoMissing = "Corrupted file: video chunks are missing", badSize = "Unknown error (2d)";
   const std::vector<Case> cases = {
@@ -140,16 +141,16 @@ TEST_F(AviTest, FailuresAndTheirTexts) {
       {"avih 60", raw(list("RIFF", "AVI ", list("LIST", "hdrl", chunk("avih", std::string(60, '\0'))))), false, NONE,
        19, "Unsupported main header found"},
       {"9 streams", raw(headersOnly("", 9)), false, NONE, 27, "AVI files with more than 8 streams are not supported"},
-      {"JUNK before strl", raw(headersOnly(chunk("JUNK", "xx") + list("LIST", "strl", strh("vids", 1, 5, 0, 0)))),
+      {"JUNK before strl", raw(headersOnly(chunk("JUNK", "xx") + streamList("vids", ""))),
        false, NONE, 13, "Corrupted file: stream list is missing"},
       {"strh 66", raw(headersOnly(list("LIST", "strl", strh("vids", 1, 5, 0, 0, 66)))), false, NONE, 14,
        "Encountered unexpected length of strl chunk"},
-      {"strl past the end", raw(headersOnly(rawChunk("LIST", 4000, "strl"))), false, NONE, 5, fread},
-      {"chunk past 2 GiB", raw("RIFF" + u32(100) + "AVI " + rawChunk("JUNK", 0x90000000u, "abcd")), false, NONE, 4,
+      {"strl past the end", raw(headersOnly("LIST" + u32(4000) + "strl")), false, NONE, 5, fread},
+      {"chunk past 2 GiB", raw("RIFF" + u32(100) + "AVI " + "JUNK" + u32(0x90000000u) + "abcd"), false, NONE, 4,
        "Seek operation failed"},
-      {"biSize 44", raw(strl("vids", bitmapInfo(4, 2, 24, 0, "", 44))), false, NONE, 18,
+      {"biSize 44", raw(headersOnly(streamList("vids", bitmapInfo(4, 2, 24, 0, "", 44)))), false, NONE, 18,
        "Unsupported bitmap header found"},
-      {"wave 130", raw(strl("auds", waveFormat(1, 1, 8000, 16, 130))), false, NONE, 20,
+      {"wave 130", raw(headersOnly(streamList("auds", waveFormat(1, 1, 8000, 16, 130)))), false, NONE, 20,
        "Unsupported audio format header found"},
       {"8 bits, no colormap", built([](SimpleAvi& s) { s.bits = 8; }), false, NONE, 39, "Unsupported AVI file"},
       {"4 bits, no colormap", built([](SimpleAvi& s) { s.bits = 4; }), false, NONE, 39, "Unsupported AVI file"},
@@ -158,24 +159,13 @@ TEST_F(AviTest, FailuresAndTheirTexts) {
        "Unsupported audio stream.Audio must be 8 or 16 bits", 1},
       {"must use index", built([](SimpleAvi& s) { s.flags = 0x30; }), false, NONE, 30,
        "AVI files that require use of internal index are not supported", 1},
-      {"idx1 too short",
-       [](SimpleAvi s) {
-         const std::string b = s.build();
-         return b.substr(0, b.find("idx1")) + chunk("idx1", std::string(8, '\0')) + s.trailer;
-       },
-       false, NONE, 34, "Invalid Legacy Index"},
-      {"idx1 claims 100 entries, holds 6",
-       [](SimpleAvi s) {
-         s.audio = true;
-         std::string b = s.build();
-         b.resize(b.find("idx1") + 8 + 96);
-         return b.replace(b.find("idx1") + 4, 4, u32(1600));
-       },
-       false, NONE, 35, "Error parsing the legacy index", 0, 3},
+      {"idx1 of 8 bytes", patched(withAudio, "idx1", 4, u32(8)), false, NONE, 34, "Invalid Legacy Index"},
+      {"idx1 claims 100 entries, holds 6", patched(withAudio, "idx1", 4, u32(1600)), false, NONE, 35,
+       "Error parsing the legacy index", 0, 3},
       {"idx1 frame 1 of size 0", patched(withAudio, "idx1", 8 + 32 + 12, u32(0)), false, NONE, 45, badSize, 0, 1},
       // Audio alone is stream 0, and counts as the video stream for the check.
-      {"idx1 audio alone, a chunk of size 0", built([](SimpleAvi& s) { s.video = false, s.audio = true, s.audioChunks[1] = ""; }),
-       false, NONE, 45, badSize},
+      {"idx1 audio alone, a chunk of size 0", built([&](SimpleAvi& s) { audioOnly(s), s.audioChunks[1] = ""; }), false,
+       NONE, 45, badSize},
       {"ix00 sub-type 1", patched(odml, "ix00", 10, "\1"), true, NONE, 36, "Unsupported AVI index type"},
       {"ix00 type 0x80", patched(odml, "ix00", 11, "\x80"), true, NONE, 36, "Unsupported AVI index type"},
       {"ix00 type 2", patched(odml, "ix00", 11, "\2"), true, NONE, 37, "Invalid AVI index"},
@@ -184,9 +174,7 @@ TEST_F(AviTest, FailuresAndTheirTexts) {
          s.index = SimpleAvi::ODML;
          std::string b = s.build();
          const std::size_t indx = b.find("indx");
-         put64(b, indx + 8 + 24, indx);
-         put32(b, indx + 8 + 32, 48);
-         return b;
+         return b.replace(indx + 8 + 24, 8, u64(indx)).replace(indx + 8 + 32, 4, u32(48));
        },
        true, NONE, 37, "Invalid AVI index"},
       {"ix00 count past its chunk", patched(odml, "ix00", 8 + 4, u32(1000000)), true, NONE, 37, "Invalid AVI index", 0,
@@ -208,7 +196,8 @@ TEST_F(AviTest, FailuresAndTheirTexts) {
        "Compressed audio streams are not supported"},
       {"compressed video, RGB24", built(mjpg), false, RGB24, 31, "Compressed video streams are not supported"},
       {"compressed video, indexed", built(mjpg), false, INDEXED, 31, "Compressed video streams are not supported"},
-      {"24 bits, indexed", built([](SimpleAvi&) {}), false, INDEXED, 44, "Read attempted for a video that is not indexed"},
+      {"24 bits, indexed", built([](SimpleAvi&) {}), false, INDEXED, 44,
+       "Read attempted for a video that is not indexed"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
@@ -256,9 +245,10 @@ TEST_F(AviTest, HeaderVariantsThatParse) {
   const std::string vl = list("LIST", "strl", chunk("zzzz", "odd") + strh("vids", 2, 25, 1, 0, 48) +
                                                   chunk("strn", "name!") + bitmapInfo(4, 2, 24));
   const std::string al = list("LIST", "strl", strh("auds", 2, 16000, 0, 2) + waveFormat(1, 1, 8000, 16, 16));
+  const std::string idx1 = chunk("idx1", "00db" + u32(0) + u32(4) + u32(24));
   Opened o(write(list("RIFF", "AVI ",
                       chunk("JUNK", "abc") + list("LIST", "hdrl", avih(7, 2) + vl + al) + chunk("JUNK", "x") +
-                          list("LIST", "movi", chunk("00db", frame)) + chunk("idx1", "00db" + u32(0) + u32(4) + u32(24)))));
+                          list("LIST", "movi", chunk("00db", frame)) + idx1)));
   EXPECT_EQ(o.result, 1);
   EXPECT_EQ(o.file.getErrorCode(), 0u) << o.file.getErrorMsg();
   EXPECT_TRUE(o.file.hasVideo() && o.file.hasAudio());
@@ -270,24 +260,19 @@ TEST_F(AviTest, HeaderVariantsThatParse) {
   EXPECT_EQ(o.file.getVideoTotalFrames(), 1u);
   EXPECT_EQ(readFrame(o.file, 0, 24), frame);
   // A depth of 6 needs no colormap; 128 bytes of wave format with cbSize 0 are fine.
-  EXPECT_EQ(Opened(write(headersOnly(list("LIST", "strl", strh("vids", 1, 5, 0, 0) + bitmapInfo(4, 2, 6))))).result, 1);
-  Opened wave(write(headersOnly(list("LIST", "strl", strh("auds", 1, 5, 0, 0) + waveFormat(1, 2, 44100, 16, 128)))));
-  EXPECT_EQ(wave.result, 1);
+  EXPECT_EQ(Opened(write(headersOnly(streamList("vids", bitmapInfo(4, 2, 6))))).result, 1);
+  Opened wave(write(headersOnly(streamList("auds", waveFormat(1, 2, 44100, 16, 128)))));
   EXPECT_EQ(wave.file.getAudioNumberOfChannels(), 2u);
-}
-
-TEST_F(AviTest, OnlyTheFirstStreamOfEachKindIsKept) {
-  // video, audio, video: the walk ends after the second list, so the third,
+  // Video, audio, video: the walk ends after the second list, so the third,
   // which is no list at all, is never looked at.
-  const std::string vl = list("LIST", "strl", strh("vids", 1, 5, 0, 0) + bitmapInfo(4, 2, 24));
-  const std::string al = list("LIST", "strl", strh("auds", 2, 16000, 0, 2) + waveFormat(1, 1, 8000, 16));
-  Opened o(write(headersOnly(vl + al + chunk("JUNK", "not a list"), 3)));
-  EXPECT_EQ(o.result, 1);
-  EXPECT_TRUE(o.file.hasVideo() && o.file.hasAudio());
+  const std::string v24 = streamList("vids", bitmapInfo(4, 2, 24));
+  const std::string a16 = streamList("auds", waveFormat(1, 1, 8000, 16));
+  Opened three(write(headersOnly(v24 + a16 + chunk("JUNK", "not a list"), 3)));
+  EXPECT_TRUE(three.result == 1 && three.file.hasVideo() && three.file.hasAudio());
   // Two video streams: the second is dropped without failure.
-  Opened p(write(headersOnly(vl + list("LIST", "strl", strh("vids", 1, 5, 0, 0) + bitmapInfo(8, 8, 32)), 2)));
-  EXPECT_EQ(p.file.getVideoWidth(), 4u);
-  EXPECT_EQ(p.file.getVideoBitsPerPixel(), 24u);
+  Opened two(write(headersOnly(v24 + streamList("vids", bitmapInfo(8, 8, 32)), 2)));
+  EXPECT_EQ(two.file.getVideoWidth(), 4u);
+  EXPECT_EQ(two.file.getVideoBitsPerPixel(), 24u);
 }
 
 TEST_F(AviTest, ColormapAndFourCC) {
@@ -307,7 +292,8 @@ TEST_F(AviTest, ColormapAndFourCC) {
   EXPECT_TRUE(o.file.getColormap().empty());
 
   // Only the low byte of the compression tells a compressed stream.
-  for (auto [compression, fourCC, compressed] : {std::tuple{0u, std::string(), 0}, {0x100u, std::string("\0\1\0\0", 4), 0},
+  for (auto [compression, fourCC, compressed] : {std::tuple{0u, std::string(), 0},
+                                                {0x100u, std::string("\0\1\0\0", 4), 0},
                                                 {0x47504A4Du, std::string("MJPG"), 'M'}}) {
     s = base();
     s.compression = compression;
