@@ -60,13 +60,17 @@ void File::readVideoFrame(char* buffer, long long frame) {
 
 void File::readRGB24VideoFrame(char* buffer) { readRGB24VideoFrame(buffer, INVALID_FRAME_INDEX); }
 
-void File::readRGB24VideoFrame(char* buffer, long long frame) {
+bool File::readUncompressedVideoFrame(char* buffer, long long frame) {
   if ((videoFormat.biCompression & 0xFF) != 0) {
     setError(errors::COMPRESSED_VIDEO);
-    return;
+    return false;
   }
   readVideoFrame(buffer, frame);
-  if (errorCode != 0) {
+  return errorCode == 0;
+}
+
+void File::readRGB24VideoFrame(char* buffer, long long frame) {
+  if (!readUncompressedVideoFrame(buffer, frame)) {
     return;
   }
   // Past the end of the video nothing was read, and the buffer is converted
@@ -125,12 +129,7 @@ bool File::expandToRgb24(char* frame) {
 }
 
 void File::readIndexedVideoFrame(char* buffer, long long frame) {
-  if ((videoFormat.biCompression & 0xFF) != 0) {
-    setError(errors::COMPRESSED_VIDEO);
-    return;
-  }
-  readVideoFrame(buffer, frame);
-  if (errorCode != 0) {
+  if (!readUncompressedVideoFrame(buffer, frame)) {
     return;
   }
   // The frame has been read and the sequence moved on before the depth is

@@ -344,6 +344,8 @@ class RIVULET_API File {
   unsigned int getRgb555PadLength();
   unsigned int getIndexedPadLength();
   void convertFrameToBottomUp(char* frame);
+  // readVideoFrame for the uncompressed reads: false when a failure is stored.
+  bool readUncompressedVideoFrame(char* buffer, long long frame);
   bool expandToRgb24(char* frame);
 
   std::string errorMsg;

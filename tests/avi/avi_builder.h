@@ -17,16 +17,17 @@ inline std::string u8(std::uint8_t v) { return std::string(1, static_cast<char>(
 inline std::string u16(std::uint16_t v) { return u8(v & 0xFF) + u8(v >> 8); }
 inline std::string u32(std::uint32_t v) { return u16(v & 0xFFFF) + u16(v >> 16); }
 inline std::string u64(std::uint64_t v) { return u32(static_cast<std::uint32_t>(v)) + u32(v >> 32); }
-
-// A chunk with the size of its payload, padded to even.
-inline std::string chunk(const std::string& id, const std::string& payload) {
-  std::string out = id + u32(static_cast<std::uint32_t>(payload.size())) + payload;
-  if (payload.size() & 1) out += '\0';
-  return out;
+inline std::uint32_t get32(const std::string& s, std::size_t at) {
+  std::uint32_t v = 0;
+  for (int k = 3; k >= 0; --k) v = v << 8 | static_cast<unsigned char>(s[at + k]);
+  return v;
 }
-// A chunk whose size field says 'size' whatever the payload holds.
-inline std::string rawChunk(const std::string& id, std::uint32_t size, const std::string& payload) {
-  return id + u32(size) + payload;
+inline void put32(std::string& s, std::size_t at, std::uint32_t v) { s.replace(at, 4, u32(v)); }
+inline void put64(std::string& s, std::size_t at, std::uint64_t v) { s.replace(at, 8, u64(v)); }
+
+// A chunk with the size of its payload, padded to even; a list.
+inline std::string chunk(const std::string& id, const std::string& payload) {
+  return id + u32(static_cast<std::uint32_t>(payload.size())) + payload + std::string(payload.size() & 1, '\0');
 }
 inline std::string list(const std::string& kind, const std::string& type, const std::string& body) {
   return kind + u32(static_cast<std::uint32_t>(body.size() + 4)) + type + body;
@@ -37,23 +38,20 @@ inline std::string avih(std::uint32_t frames, std::uint32_t streams, std::uint32
   return chunk("avih", u32(100000) + u32(0) + u32(0) + u32(flags) + u32(frames) + u32(0) + u32(streams) + u32(0) +
                            u32(width) + u32(height) + std::string(16, '\0'));
 }
-
 // A 'strh' of 56 bytes (or 'size' bytes, cut or zero-extended).
 inline std::string strh(const std::string& type, std::uint32_t scale, std::uint32_t rate, std::uint32_t length,
                         std::uint32_t sampleSize, std::size_t size = 56) {
-  std::string p = type + std::string(4, '\0') + u32(0) + u32(0) + u32(0) + u32(scale) + u32(rate) + u32(0) +
-                  u32(length) + u32(0) + u32(0) + u32(sampleSize) + u16(1) + u16(2) + u16(3) + u16(4);
+  std::string p = type + std::string(16, '\0') + u32(scale) + u32(rate) + u32(0) + u32(length) + u32(0) + u32(0) +
+                  u32(sampleSize) + u16(1) + u16(2) + u16(3) + u16(4);
   p.resize(size, '\0');
   return chunk("strh", p);
 }
-
 inline std::string bitmapInfo(std::uint32_t width, std::int32_t height, std::uint16_t bits,
                               std::uint32_t compression = 0, const std::string& colormap = "",
                               std::uint32_t biSize = 40) {
   return chunk("strf", u32(biSize) + u32(width) + u32(static_cast<std::uint32_t>(height)) + u16(1) + u16(bits) +
-                           u32(compression) + u32(0) + u32(0) + u32(0) + u32(0) + u32(0) + colormap);
+                           u32(compression) + std::string(20, '\0') + colormap);
 }
-
 inline std::string waveFormat(std::uint16_t tag, std::uint16_t channels, std::uint32_t rate, std::uint16_t bits,
                               std::size_t size = 18) {
   const std::uint16_t align = static_cast<std::uint16_t>(channels * bits / 8);
@@ -61,9 +59,6 @@ inline std::string waveFormat(std::uint16_t tag, std::uint16_t channels, std::ui
   p.resize(size, '\0');
   return chunk("strf", p);
 }
-
-inline void put32(std::string& s, std::size_t at, std::uint32_t v) { s.replace(at, 4, u32(v)); }
-inline void put64(std::string& s, std::size_t at, std::uint64_t v) { s.replace(at, 8, u64(v)); }
 
 // A file of one video stream and/or one audio stream, interleaved frame by
 // frame, with the index forms a test asks for.
@@ -77,12 +72,10 @@ struct SimpleAvi {
   std::uint32_t compression = 0;
   std::string colormap;
   std::vector<std::string> frames;
-  std::string videoTag;  // default "NNdb" of its stream number
+  std::string videoTag;  // default "0Ndb" of its stream number
 
   bool audio = false;
-  std::uint16_t formatTag = 1;
-  std::uint16_t channels = 1;
-  std::uint16_t sampleBits = 16;
+  std::uint16_t formatTag = 1, channels = 1, sampleBits = 16;
   std::uint32_t sampleRate = 8000;
   std::vector<std::string> audioChunks;
   std::int64_t audioLength = -1;  // dwLength in samples; -1: from the chunks
@@ -92,107 +85,106 @@ struct SimpleAvi {
   std::uint32_t flags = 0x10;
   std::string trailer = chunk("JUNK", "tail");  // behind 'movi'; empty: 'movi' ends the file
 
-  int videoStream() const { return audio && audioFirst ? 1 : 0; }
-  int audioStream() const { return video && !audioFirst ? 1 : 0; }
-  // Chunk ids as the stream templates print them: "0", the digit, the kind.
-  static std::string tagOf(const char* prefix, int stream, const char* kind) {
-    std::string t(prefix);
-    t += static_cast<char>('0' + stream);
-    t += kind;
-    return t;
-  }
-  std::string vtag() const { return videoTag.empty() ? tagOf("0", videoStream(), "db") : videoTag; }
-  std::string atag() const { return tagOf("0", audioStream(), "wb"); }
-  std::uint32_t samples() const {
-    if (audioLength >= 0) return static_cast<std::uint32_t>(audioLength);
-    std::size_t bytes = 0;
-    for (const auto& c : audioChunks) bytes += c.size();
-    const std::size_t frame = channels * (sampleBits / 8);
-    return static_cast<std::uint32_t>(bytes / (frame == 0 ? 1 : frame));
-  }
+  std::string vtag() const { return videoTag.empty() ? "0" + digit(audio && audioFirst) + "db" : videoTag; }
+  std::string atag() const { return "0" + digit(video && !audioFirst) + "wb"; }
 
   std::string build() const {
-    // Two passes: the super index entries and standard index bases need file
-    // positions that depend on the header's length, which does not change.
+    // Two passes: the OpenDML offsets depend on the header's length, which
+    // does not change.
     std::string file = buildWith(0, 0, 0);
-    const std::size_t movi = file.find("movi") ;
-    const std::size_t ixv = file.find(tagOf("ix0", videoStream(), ""), movi);
-    const std::size_t ixa = file.find(tagOf("ix0", audioStream(), ""), movi);
-    return buildWith(movi, ixv, ixa);
+    const std::size_t movi = file.find("movi");
+    return buildWith(movi, file.find("ix" + vtag().substr(0, 2), movi), file.find("ix" + atag().substr(0, 2), movi));
   }
 
  private:
+  static std::string digit(bool one) { return one ? "1" : "0"; }
+  bool odml() const { return index == ODML || index == ODML_AND_IDX1; }
+
   std::string strl(bool isVideo, std::size_t ixPos, std::size_t ixSize) const {
     std::string body;
     if (isVideo) {
       body = strh("vids", 1, 5, static_cast<std::uint32_t>(frames.size()), 0) +
              bitmapInfo(width, height, bits, compression, colormap);
     } else {
-      const std::uint32_t align = channels * (sampleBits / 8);
-      body = strh("auds", align, sampleRate * align, samples(), align) +
+      const std::uint32_t align = channels * (sampleBits / 8), frame = align == 0 ? 1 : align;
+      std::size_t bytes = 0;
+      for (const auto& c : audioChunks) bytes += c.size();
+      const auto length = static_cast<std::uint32_t>(audioLength >= 0 ? audioLength : bytes / frame);
+      body = strh("auds", align, sampleRate * align, length, align) +
              waveFormat(formatTag, channels, sampleRate, sampleBits);
     }
-    if (index == ODML || index == ODML_AND_IDX1) {
-      const std::string tag = isVideo ? vtag() : atag();
-      body += chunk("indx", u16(4) + u8(0) + u8(0) + u32(1) + tag + std::string(12, '\0') + u64(ixPos) +
-                                u32(static_cast<std::uint32_t>(ixSize)) + u32(0));
+    if (odml()) {
+      body += chunk("indx", u16(4) + u8(0) + u8(0) + u32(1) + (isVideo ? vtag() : atag()) + std::string(12, '\0') +
+                                u64(ixPos) + u32(static_cast<std::uint32_t>(ixSize)) + u32(0));
     }
     return list("LIST", "strl", body);
   }
 
   std::string buildWith(std::size_t moviPos, std::size_t ixvPos, std::size_t ixaPos) const {
-    std::string moviBody;
-    std::string idx1;
-    std::string vix, aix;
+    std::string moviBody, idx1, vix, aix;
     std::uint32_t vn = 0, an = 0;
-    const std::size_t n = std::max(video ? frames.size() : 0, audio ? audioChunks.size() : 0);
     auto add = [&](const std::string& tag, const std::string& data, std::string& ix, std::uint32_t& count) {
-      const std::uint32_t rel = static_cast<std::uint32_t>(4 + moviBody.size());
-      idx1 += tag + u32(0x10) + u32(rel) + u32(static_cast<std::uint32_t>(data.size()));
-      ix += u32(rel + 8) + u32(static_cast<std::uint32_t>(data.size()));
+      const auto rel = static_cast<std::uint32_t>(4 + moviBody.size()), size = static_cast<std::uint32_t>(data.size());
+      idx1 += tag + u32(0x10) + u32(rel) + u32(size);  // at the chunk's header
+      ix += u32(rel + 8) + u32(size);                  // at its data
       ++count;
       moviBody += chunk(tag, data);
     };
-    for (std::size_t i = 0; i < n; ++i) {
+    for (std::size_t i = 0; i < std::max(frames.size(), audioChunks.size()); ++i) {
       if (video && i < frames.size()) add(vtag(), frames[i], vix, vn);
       if (audio && i < audioChunks.size()) add(atag(), audioChunks[i], aix, an);
     }
     std::string vixChunk, aixChunk;
-    if (index == ODML || index == ODML_AND_IDX1) {
-      auto ixChunk = [&](const std::string& stream, const std::string& tag, std::uint32_t count,
-                         const std::string& entries) {
-        return chunk(stream, u16(2) + u8(0) + u8(1) + u32(count) + tag + u64(moviPos) + u32(0) + entries);
+    if (odml()) {
+      auto ixChunk = [&](const std::string& tag, std::uint32_t count, const std::string& entries) {
+        const std::string head = u16(2) + u8(0) + u8(1) + u32(count) + tag + u64(moviPos) + u32(0);
+        return chunk("ix" + tag.substr(0, 2), head + entries);
       };
-      vixChunk = video ? ixChunk(tagOf("ix0", videoStream(), ""), vtag(), vn, vix) : "";
-      aixChunk = audio ? ixChunk(tagOf("ix0", audioStream(), ""), atag(), an, aix) : "";
+      vixChunk = video ? ixChunk(vtag(), vn, vix) : "";
+      aixChunk = audio ? ixChunk(atag(), an, aix) : "";
       moviBody += vixChunk + aixChunk;
     }
-    std::string hdrl = avih(video ? static_cast<std::uint32_t>(frames.size()) : 0, (video ? 1 : 0) + (audio ? 1 : 0),
-                            flags, width, static_cast<std::uint32_t>(height));
     const std::string vl = video ? strl(true, ixvPos, vixChunk.size()) : "";
     const std::string al = audio ? strl(false, ixaPos, aixChunk.size()) : "";
-    hdrl += audioFirst ? al + vl : vl + al;
+    const std::string hdrl = avih(video ? static_cast<std::uint32_t>(frames.size()) : 0, video + audio, flags, width,
+                                  static_cast<std::uint32_t>(height)) +
+                             (audioFirst ? al + vl : vl + al);
     std::string body = list("LIST", "hdrl", hdrl) + list("LIST", "movi", moviBody);
     if (index == IDX1 || index == ODML_AND_IDX1) body += chunk("idx1", idx1);
-    body += trailer;
-    return list("RIFF", "AVI ", body);
+    return list("RIFF", "AVI ", body + trailer);
   }
 };
 
 // Frame i of a test video: distinct bytes everywhere.
 inline std::string patternFrame(std::size_t size, int i) {
   std::string f(size, '\0');
-  for (std::size_t k = 0; k < size; ++k) f[k] = static_cast<char>((k * 7 + static_cast<std::size_t>(i) * 31 + 1) & 0xFF);
+  for (std::size_t k = 0; k < size; ++k) f[k] = static_cast<char>((k * 7 + i * 31u + 1) & 0xFF);
   return f;
+}
+inline std::vector<std::string> patternFrames(int count, std::size_t size) {
+  std::vector<std::string> out;
+  for (int i = 0; i < count; ++i) out.push_back(patternFrame(size, i));
+  return out;
+}
+
+// Rows of a frame in the other order.
+inline std::string flipRows(const std::string& frame, std::size_t rows) {
+  const std::size_t row = frame.size() / rows;
+  std::string out;
+  for (std::size_t r = rows; r-- > 0;) out += frame.substr(r * row, row);
+  return out;
+}
+
+inline std::string readWhole(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 class TempDir {
  public:
   TempDir() {
     std::string t = (std::filesystem::temp_directory_path() / "rivulet_avi_XXXXXX").string();
-    std::vector<char> buf(t.begin(), t.end());
-    buf.push_back('\0');
-    path_ = mkdtemp(buf.data());
+    path_ = mkdtemp(t.data());
   }
   ~TempDir() {
     std::error_code ec;
@@ -202,24 +194,17 @@ class TempDir {
 
   // Writes 'bytes' to 'name' and returns the full path.
   std::string write(const std::string& name, const std::string& bytes) const {
-    const std::string p = path(name);
-    std::ofstream(p, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    std::ofstream(path(name), std::ios::binary) << bytes;
     if (const char* seeds = std::getenv("RIVULET_AVI_SEED_DIR"); seeds != nullptr && bytes.size() <= 65536) {
       static int counter = 0;
-      std::ofstream(std::string(seeds) + "/test_" + std::to_string(counter++) + "_" + name, std::ios::binary)
-          .write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+      std::ofstream(std::string(seeds) + "/test_" + std::to_string(counter++) + "_" + name, std::ios::binary) << bytes;
     }
-    return p;
+    return path(name);
   }
 
  private:
   std::filesystem::path path_;
 };
-
-inline std::string readWhole(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
 
 }  // namespace avitest
 

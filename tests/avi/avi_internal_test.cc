@@ -32,7 +32,8 @@ TEST(AviByteOrder, LittleEndianAndChunkSizes) {
 // its number in lower-case hexadecimal. (The raised codes and their texts are
 // checked where the public tests raise them.)
 TEST(AviErrors, NamedAndFallbackTexts) {
-  EXPECT_EQ(errors::message(errors::RIFF_CHUNK_MISSING, "f.avi"), "'f.avi' is not a valid AVI file (RIFF chunk is missing)");
+  EXPECT_EQ(errors::message(errors::RIFF_CHUNK_MISSING, "f.avi"),
+            "'f.avi' is not a valid AVI file (RIFF chunk is missing)");
   EXPECT_EQ(errors::message(errors::OPEN_FAILED, ""), "Unable to open AVI file ('')");
   EXPECT_EQ(errors::message(errors::NONE, ""), "Unknown error (0)");
   EXPECT_EQ(errors::message(errors::RESERVED_43, ""), "Unknown error (2b)");
@@ -41,18 +42,6 @@ TEST(AviErrors, NamedAndFallbackTexts) {
   EXPECT_EQ(errors::message(errors::FRAME_COUNT_MISMATCH, ""),
             "Number of frames reported in the AVI header does not match number of ##db chunks");
   EXPECT_EQ(errors::message(errors::VIDEO_NOT_INDEXED, ""), "Read attempted for a video that is not indexed");
-}
-
-TEST(AviLayout, PadLengths) {
-  const unsigned int rgb24[] = {0, 1, 2, 3, 0, 1, 2, 3, 0};
-  const unsigned int indexed[] = {0, 3, 2, 1, 0, 3, 2, 1, 0};
-  for (std::uint32_t w = 0; w <= 8; ++w) {
-    EXPECT_EQ(layout::rgb24PadLength(w), rgb24[w]) << w;
-    EXPECT_EQ(layout::indexedPadLength(w), indexed[w]) << w;
-    EXPECT_EQ(layout::rgb555PadLength(w), w % 2 ? 2u : 0u) << w;
-    EXPECT_EQ((3 * w + layout::rgb24PadLength(w)) % 4, 0u);
-  }
-  EXPECT_EQ(layout::rgb24FrameSize(3, 2), 24u);
 }
 
 TEST(AviLayout, BottomUpSwapsRowsAndKeepsAMiddleRow) {
@@ -70,162 +59,84 @@ TEST(AviLayout, BottomUpSwapsRowsAndKeepsAMiddleRow) {
   }
 }
 
-TEST(AviLayout, Rgb555Expansion) {
-  unsigned char out[3];
-  layout::expandRgb555(0x7FFF, out);
-  EXPECT_EQ(std::vector<int>(out, out + 3), (std::vector<int>{248, 248, 248}));
-  layout::expandRgb555(0x8000, out);
-  EXPECT_EQ(std::vector<int>(out, out + 3), (std::vector<int>{0, 0, 0}));
-  layout::expandRgb555(0x001F, out);
-  EXPECT_EQ(std::vector<int>(out, out + 3), (std::vector<int>{248, 0, 0}));
-  layout::expandRgb555(0x03E0, out);
-  EXPECT_EQ(std::vector<int>(out, out + 3), (std::vector<int>{0, 248, 0}));
-  layout::expandRgb555(0x7C00 | 0x21, out);
-  EXPECT_EQ(std::vector<int>(out, out + 3), (std::vector<int>{8, 8, 248}));
-}
-
-// Reference forms: a separate source copy, destination written by formula.
-// The buffer is what the caller was asked for, pre-filled with a pattern that
-// shows untouched padding and anything written past it.
-struct Geometry {
-  std::uint32_t w, h;
-};
-
-std::vector<Geometry> geometries() {
-  std::vector<Geometry> g;
-  for (std::uint32_t w = 1; w <= 13; ++w)
-    for (std::uint32_t h = 1; h <= 4; ++h) g.push_back({w, h});
-  g.push_back({67, 3});
-  g.push_back({64, 2});
-  return g;
-}
-
-std::vector<unsigned char> buffer(std::size_t size, const std::vector<unsigned char>& stored) {
-  std::vector<unsigned char> b(size);
-  for (std::size_t i = 0; i < size; ++i) b[i] = static_cast<unsigned char>(0xA0 ^ (i * 13));
-  std::copy(stored.begin(), stored.end(), b.begin());
-  return b;
-}
-
-std::vector<unsigned char> stored(std::size_t size, int seed) {
-  std::vector<unsigned char> s(size);
-  for (std::size_t i = 0; i < size; ++i) s[i] = static_cast<unsigned char>((i * 37 + seed * 11 + (i >> 8)) & 0xFF);
-  return s;
-}
-
-TEST(AviLayout, Rgb32ToRgb24MatchesReference) {
-  for (const Geometry& g : geometries()) {
-    const std::uint32_t frameSize = 4 * g.w * g.h;
-    const std::size_t pad = layout::rgb24PadLength(g.w);
-    ASSERT_TRUE(layout::fitsRgb32(g.w, g.h, frameSize, frameSize));
-    const auto src = stored(frameSize, static_cast<int>(g.w));
-    auto buf = buffer(frameSize, src);
-    auto expected = buf;
-    for (std::size_t r = 0; r < g.h; ++r)
-      for (std::size_t c = 0; c < g.w; ++c)
-        for (std::size_t k = 0; k < 3; ++k)
-          expected[r * (3 * g.w + pad) + 3 * c + k] = src[(r * g.w + c) * 4 + k];
-    // Bytes past the 24-bit frame keep what the shrinking walk left there.
-    if (pad == 0) {
-      layout::rgb32ToRgb24(reinterpret_cast<char*>(buf.data()), frameSize);
-    } else {
-      layout::rgb32ToRgb24WPad(reinterpret_cast<char*>(buf.data()), g.w, g.h);
-    }
-    const std::size_t rgb24 = g.h * (3 * g.w + pad);
-    for (std::size_t r = 0; r < g.h; ++r) {
-      for (std::size_t i = 0; i < 3 * g.w; ++i) {
-        ASSERT_EQ(buf[r * (3 * g.w + pad) + i], expected[r * (3 * g.w + pad) + i]) << g.w << "x" << g.h;
-      }
-    }
-    // Row padding is skipped, never written: it keeps the stored frame's
-    // bytes, which lie there in place.
-    for (std::size_t r = 0; r < g.h && pad != 0; ++r)
-      for (std::size_t i = 3 * g.w; i < 3 * g.w + pad; ++i) {
-        const std::size_t at = r * (3 * g.w + pad) + i;
-        ASSERT_EQ(buf[at], src[at]) << g.w << "x" << g.h;
-      }
-    (void)rgb24;
+// Each 5-bit field moves to the top of its byte; bit 15 is ignored.
+TEST(AviLayout, Rgb555ExpansionOfEveryValue) {
+  for (unsigned p = 0; p < 65536; ++p) {
+    unsigned char out[3];
+    layout::expandRgb555(static_cast<std::uint16_t>(p), out);
+    ASSERT_EQ(out[0], (p & 0x1F) << 3) << p;
+    ASSERT_EQ(out[1], ((p >> 5) & 0x1F) << 3) << p;
+    ASSERT_EQ(out[2], ((p >> 10) & 0x1F) << 3) << p;
   }
 }
 
-TEST(AviLayout, Rgb555ToRgb24MatchesReference) {
-  for (const Geometry& g : geometries()) {
-    const std::size_t pad = layout::rgb24PadLength(g.w);
-    const std::size_t storedStride = (2 * g.w + 3) / 4 * 4;  // rows padded to 4 bytes
-    const std::uint32_t frameSize = static_cast<std::uint32_t>(storedStride * g.h);
-    const std::uint32_t rgb24Size = layout::rgb24FrameSize(g.w, g.h);
-    const std::size_t capacity = std::max<std::size_t>(rgb24Size, frameSize);
-    const bool fits = layout::fitsRgb555(g.w, g.h, frameSize, capacity);
-    // Only width 1 with three or more rows runs out of the buffer, because the
-    // source stride of an odd width is 2 * width + 4.
-    EXPECT_EQ(fits, !(g.w == 1 && g.h >= 3)) << g.w << "x" << g.h;
-    if (!fits) continue;
-    auto buf = buffer(capacity, stored(frameSize, static_cast<int>(g.h)));
-    const auto before = buf;
-    const std::size_t stride = 2 * (g.w + layout::rgb555PadLength(g.w));
-    auto expected = buf;
-    for (std::size_t r = 0; r < g.h; ++r)
-      for (std::size_t c = 0; c < g.w; ++c) {
-        const std::size_t at = pad == 0 ? 2 * (r * g.w + c) : r * stride + 2 * c;
-        const unsigned p = before[at] | (before[at + 1] << 8);
-        unsigned char* o = &expected[r * (3 * g.w + pad) + 3 * c];
-        o[0] = static_cast<unsigned char>((p << 3) & 0xF8);
-        o[1] = static_cast<unsigned char>((p >> 2) & 0xF8);
-        o[2] = static_cast<unsigned char>((p >> 7) & 0xF8);
-      }
-    if (pad == 0) {
-      layout::rgb555ToRgb24(reinterpret_cast<char*>(buf.data()), frameSize, rgb24Size);
-    } else {
-      layout::rgb555ToRgb24WPad(reinterpret_cast<char*>(buf.data()), g.w, g.h, rgb24Size);
-    }
-    ASSERT_EQ(buf, expected) << g.w << "x" << g.h;
-  }
-}
-
-TEST(AviLayout, IndexedToRgb24MatchesReference) {
-  std::vector<tagRGBQUAD> map;
+// Reference forms, one geometry and depth at a time: the stored frame kept
+// apart, the destination written by formula. The buffer is what the caller was
+// asked for, pre-filled with a pattern that shows untouched padding and
+// anything written past it.
+TEST(AviLayout, ExpansionsMatchReference) {
+  std::vector<tagRGBQUAD> map;  // 200 entries: indices past them give black
   for (int i = 0; i < 200; ++i) {
-    map.push_back(tagRGBQUAD{static_cast<std::uint8_t>(i), static_cast<std::uint8_t>(255 - i),
-                             static_cast<std::uint8_t>(i * 3), 99});
+    const auto b = static_cast<std::uint8_t>(i);
+    map.push_back({b, static_cast<std::uint8_t>(255 - b), static_cast<std::uint8_t>(b * 3), 99});
   }
-  for (const Geometry& g : geometries()) {
-    const std::size_t pad = layout::rgb24PadLength(g.w);
-    const std::size_t storedStride = g.w + layout::indexedPadLength(g.w);
-    const std::uint32_t frameSize = static_cast<std::uint32_t>(storedStride * g.h);
-    const std::uint32_t rgb24Size = layout::rgb24FrameSize(g.w, g.h);
-    ASSERT_TRUE(layout::fitsIndexed(g.w, g.h, frameSize, rgb24Size));
-    auto buf = buffer(rgb24Size, stored(frameSize, 3));
-    const auto before = buf;
-    auto expected = buf;
-    for (std::size_t r = 0; r < g.h; ++r)
-      for (std::size_t c = 0; c < g.w; ++c) {
-        const unsigned idx = before[r * storedStride + c];
-        unsigned char* o = &expected[r * (3 * g.w + pad) + 3 * c];
-        // Indices past the 200 entries give black.
-        o[0] = idx < map.size() ? map[idx].rgbBlue : 0;
-        o[1] = idx < map.size() ? map[idx].rgbGreen : 0;
-        o[2] = idx < map.size() ? map[idx].rgbRed : 0;
+  std::vector<std::pair<std::uint32_t, std::uint32_t>> sizes = {{67, 3}, {64, 2}};
+  for (std::uint32_t w = 1; w <= 13; ++w)
+    for (std::uint32_t h = 1; h <= 4; ++h) sizes.emplace_back(w, h);
+  for (const auto& [w, h] : sizes) {
+    for (const int bits : {32, 16, 8}) {
+      SCOPED_TRACE(std::to_string(w) + "x" + std::to_string(h) + "@" + std::to_string(bits));
+      const std::size_t pad = (4 - 3 * w % 4) % 4, row = 3 * w + pad;
+      const std::size_t storedRow = (bits * w / 8 + 3) / 4 * 4;  // rows padded to 4 bytes
+      const auto frameSize = static_cast<std::uint32_t>(storedRow * h), rgb24Size = static_cast<std::uint32_t>(row * h);
+      const std::size_t capacity = std::max(frameSize, rgb24Size);
+      std::vector<unsigned char> buf(capacity);
+      for (std::size_t i = 0; i < capacity; ++i) {
+        buf[i] = static_cast<unsigned char>(i < frameSize ? (i * 37 + w * 11 + (i >> 8)) : (0xA0 ^ (i * 13)));
       }
-    if (pad == 0) {
-      layout::indexedToRgb24(reinterpret_cast<char*>(buf.data()), frameSize, rgb24Size, map.data(), map.size());
-    } else {
-      layout::indexedToRgb24WPad(reinterpret_cast<char*>(buf.data()), g.w, g.h, rgb24Size, map.data(), map.size());
+      // Only a 16-bit frame of width 1 and three or more rows runs out of the
+      // buffer: the stride of an odd width is 2 * (width + 2).
+      const bool fits = bits == 32   ? layout::fitsRgb32(w, h, frameSize, capacity)
+                        : bits == 16 ? layout::fitsRgb555(w, h, frameSize, capacity)
+                                     : layout::fitsIndexed(w, h, frameSize, capacity);
+      ASSERT_EQ(fits, !(bits == 16 && w == 1 && h >= 3));
+      if (!fits) continue;
+      const auto src = buf;
+      auto expected = buf;
+      for (std::size_t r = 0; r < h; ++r) {
+        for (std::size_t c = 0; c < w; ++c) {
+          unsigned char* o = &expected[r * row + 3 * c];
+          if (bits == 32) {
+            std::copy_n(&src[(r * w + c) * 4], 3, o);
+          } else if (bits == 16) {
+            // Without 24-bit padding the pixels are taken as one run.
+            const std::size_t at = pad == 0 ? 2 * (r * w + c) : r * 2 * (w + w % 2 * 2) + 2 * c;
+            const unsigned p = src[at] | src[at + 1] << 8;
+            o[0] = (p << 3) & 0xF8, o[1] = (p >> 2) & 0xF8, o[2] = (p >> 7) & 0xF8;
+          } else {
+            const unsigned i = src[r * storedRow + c];
+            const tagRGBQUAD q = i < map.size() ? map[i] : tagRGBQUAD{0, 0, 0, 0};
+            o[0] = q.rgbBlue, o[1] = q.rgbGreen, o[2] = q.rgbRed;
+          }
+        }
+      }
+      char* frame = reinterpret_cast<char*>(buf.data());
+      if (bits == 32) {
+        pad == 0 ? layout::rgb32ToRgb24(frame, frameSize) : layout::rgb32ToRgb24WPad(frame, w, h);
+        // Row padding keeps the stored bytes that lie there in place; bytes
+        // past the 24-bit frame keep what the shrinking walk left.
+        expected.resize(rgb24Size);
+        buf.resize(rgb24Size);
+      } else if (bits == 16) {
+        pad == 0 ? layout::rgb555ToRgb24(frame, frameSize, rgb24Size)
+                 : layout::rgb555ToRgb24WPad(frame, w, h, rgb24Size);
+      } else {
+        pad == 0 ? layout::indexedToRgb24(frame, frameSize, rgb24Size, map.data(), map.size())
+                 : layout::indexedToRgb24WPad(frame, w, h, rgb24Size, map.data(), map.size());
+      }
+      ASSERT_EQ(buf, expected);
     }
-    ASSERT_EQ(buf, expected) << g.w << "x" << g.h;
   }
-}
-
-TEST(AviLayout, FitChecksRefuseWhatLeavesTheBuffer) {
-  // Frame sizes that disagree with the geometry.
-  EXPECT_FALSE(layout::fitsRgb555(4, 2, 40, 40));     // 20 pixels into a 24-byte 24-bit frame of 8 pixels
-  EXPECT_FALSE(layout::fitsIndexed(8, 2, 40, 48));    // 40 indices, 16 pixels
-  EXPECT_FALSE(layout::fitsRgb32(5, 2, 8, 8));        // reads 40 bytes
-  EXPECT_FALSE(layout::fitsRgb32(4, 1, 6, 6));        // the last pixel reads 2 bytes past
-  EXPECT_TRUE(layout::fitsRgb32(4, 1, 16, 16));
-  // A 24-bit frame size that wraps in 32 bits.
-  EXPECT_FALSE(layout::fitsIndexed(0x40000000, 4, 16, 0xFFFFFFFF));
-  EXPECT_FALSE(layout::fitsRgb555(0x40000001, 4, 16, 0xFFFFFFFF));
-  EXPECT_FALSE(layout::fitsRgb32(0x40000001, 4, 16, 0xFFFFFFFF));
 }
 
 }  // namespace

@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -46,38 +48,26 @@ TEST(AviLarge, OpenDmlSegmentsOfAFilePastOneGiB) {
   {
     // The file really is segmented: an 'indx' in the headers, and an AVIX
     // RIFF right behind the first.
-    std::FILE* in = std::fopen(file.c_str(), "rb");
-    ASSERT_NE(in, nullptr);
-    std::string head(65536, '\0');
-    head.resize(std::fread(head.data(), 1, head.size(), in));
+    std::ifstream in(file, std::ios::binary);
+    std::string head(65536, '\0'), next(12, '\0');
+    in.read(head.data(), static_cast<std::streamsize>(head.size()));
     ASSERT_LT(head.find("indx"), head.find("movi"));
-    const std::uint64_t first = 8 + (static_cast<unsigned char>(head[4]) | static_cast<unsigned char>(head[5]) << 8 |
-                                     static_cast<unsigned char>(head[6]) << 16 |
-                                     static_cast<std::uint64_t>(static_cast<unsigned char>(head[7])) << 24);
-    char next[12];
-    ASSERT_EQ(fseeko(in, static_cast<off_t>(first), SEEK_SET), 0);
-    ASSERT_EQ(std::fread(next, 1, 12, in), 12u);
-    EXPECT_EQ(std::string(next, 4) + std::string(next + 8, 4), "RIFFAVIX");
-    std::fclose(in);
+    in.seekg(8 + static_cast<std::streamoff>(avitest::get32(head, 4)));
+    in.read(next.data(), 12);
+    EXPECT_EQ(next.substr(0, 4) + next.substr(8), "RIFFAVIX");
   }
   const std::string crcs = dir.path("crc.txt");
   ASSERT_EQ(std::system(("ffmpeg -v error -y -i " + file + " -map 0:v -c copy -f framecrc " + crcs).c_str()), 0);
   std::vector<std::pair<std::size_t, std::uint32_t>> expected;  // size, adler32
-  {
-    std::FILE* in = std::fopen(crcs.c_str(), "r");
-    ASSERT_NE(in, nullptr);
-    char line[256];
-    while (std::fgets(line, sizeof line, in)) {
-      if (line[0] == '#') continue;
-      unsigned stream;
-      long long pts, dts, duration;
-      std::size_t size;
-      unsigned crc;
-      if (std::sscanf(line, "%u, %lld, %lld, %lld, %zu, 0x%x", &stream, &pts, &dts, &duration, &size, &crc) == 6) {
-        expected.emplace_back(size, crc);
-      }
+  std::istringstream lines(avitest::readWhole(crcs));
+  for (std::string line; std::getline(lines, line);) {
+    unsigned stream, crc;
+    long long pts, dts, duration;
+    std::size_t size;
+    const char* format = "%u, %lld, %lld, %lld, %zu, 0x%x";
+    if (line[0] != '#' && std::sscanf(line.c_str(), format, &stream, &pts, &dts, &duration, &size, &crc) == 6) {
+      expected.emplace_back(size, crc);
     }
-    std::fclose(in);
   }
   ASSERT_EQ(expected.size(), 1250u);
 
