@@ -214,7 +214,7 @@ TEST(AudioRules, ConversionEdges) {
   EXPECT_EQ(pcmSingleTo24(ftwo), INT32_MIN);  // clipped to 2^31, then the wrap
   EXPECT_EQ(pcmSingleTo24(fbelow), 2147483520);
   EXPECT_EQ(pcmSingleTo24(fnan), INT32_MIN);
-  EXPECT_EQ(pcmDoubleTo24(done), INT32_MAX);
+  EXPECT_EQ(doubleToInt32(done), INT32_MAX);
   EXPECT_EQ(pcmFloatToInt16(fnan).value, 0);
   EXPECT_TRUE(pcmFloatToInt16(fnan).advance);
   EXPECT_FALSE(pcmFloatToUInt8(fone).advance);
