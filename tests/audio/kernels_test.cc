@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <cstring>
 #include <limits>
 #include <random>
 #include <vector>
@@ -34,7 +33,7 @@ void expectSameAsPlain(std::vector<std::uint8_t> const& src, Fast fast, Rule rul
   constexpr int SB = kAudioBytes<S>, DB = kAudioBytes<D>, perUnit = L == kFlat ? 1 : 2;
   const std::int64_t n = src.size() / SB / perUnit * perUnit, half = n / 2;
   std::vector<std::uint8_t> buffer(1 + n * SB), a(1 + n * DB), b(1 + n * DB);
-  std::memcpy(buffer.data() + 1, src.data(), n * SB);
+  std::copy(src.begin(), src.begin() + n * SB, buffer.begin() + 1);
   std::uint8_t const* in = buffer.data() + 1;
   std::int64_t done;
   if constexpr (L == kFlat) done = fast(in, a.data() + 1, n);
