@@ -49,31 +49,20 @@ struct FastPcmOutputRun {
   static constexpr bool kAvailable = false;
   static std::int64_t run(std::uint8_t const*, std::uint8_t*, std::int64_t) { return 0; }
 };
+// 16-bit PCM to AUDIO_SINGLE and AUDIO_DOUBLE to 16-bit PCM are the 6 x 6
+// rules of AUDIO_INT16 to AUDIO_SINGLE and AUDIO_DOUBLE to AUDIO_INT16.
 template <>
-struct FastPcmCopyRun<2, kPosSingle> {
-  static constexpr bool kAvailable = true;
-  static std::int64_t run(std::uint8_t const* src, std::uint8_t* dst, std::int64_t n);
-};
+struct FastPcmCopyRun<2, kPosSingle> : FastConvertRun<kPosInt16, kPosSingle> {};
 template <>
-struct FastPcmOutputRun<kPosDouble, 2> {
-  static constexpr bool kAvailable = true;
-  static std::int64_t run(std::uint8_t const* src, std::uint8_t* dst, std::int64_t n);
-};
+struct FastPcmOutputRun<kPosDouble, 2> : FastConvertRun<kPosDouble, kPosInt16> {};
 
 // Stereo fast forms across the layout change, for the commonest block shape:
 // FromInterleaved reads n periods of two interleaved elements and writes two
-// runs; ToInterleaved the reverse. Same contract: periods done are returned.
+// runs. Same contract: periods done are returned.
 template <int S, int D>
 struct FastStereoFromInterleaved {
   static constexpr bool kAvailable = false;
   static std::int64_t run(std::uint8_t const*, std::uint8_t*, std::uint8_t*, std::int64_t) {
-    return 0;
-  }
-};
-template <int S, int D>
-struct FastStereoToInterleaved {
-  static constexpr bool kAvailable = false;
-  static std::int64_t run(std::uint8_t const*, std::uint8_t const*, std::uint8_t*, std::int64_t) {
     return 0;
   }
 };

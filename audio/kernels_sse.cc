@@ -4,7 +4,6 @@
 #include <emmintrin.h>
 
 #include "audio/kernels.h"
-#include "audio/pcm_rules.h"
 
 namespace rivulet {
 namespace {
@@ -170,22 +169,6 @@ std::int64_t FastStereoFromInterleaved<kPosInt16, kPosDouble>::run(std::uint8_t 
 }
 
 // ---- PCM ------------------------------------------------------------------------------------
-
-// 16-bit PCM to AUDIO_SINGLE: x in single precision times 2^-15.
-std::int64_t FastPcmCopyRun<2, kPosSingle>::run(std::uint8_t const* src, std::uint8_t* dst,
-                                                std::int64_t n) {
-  std::int64_t i = 0;
-  for (; i + 8 <= n; i += 8) int16ToSingleX8(src + 2 * i, dst + 4 * i);
-  return i;
-}
-
-// AUDIO_DOUBLE to 16-bit PCM: floor(x * 32768.0) clipped.
-std::int64_t FastPcmOutputRun<kPosDouble, 2>::run(std::uint8_t const* src, std::uint8_t* dst,
-                                                  std::int64_t n) {
-  std::int64_t i = 0;
-  for (; i + 8 <= n; i += 8) doubleToInt16X8(src + 8 * i, dst + 2 * i);
-  return i;
-}
 
 std::int64_t FastPcmStereoCopy16ToSingle::run(std::uint8_t const* src, std::uint8_t* left,
                                               std::uint8_t* right, std::int64_t n) {

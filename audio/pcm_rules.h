@@ -2,8 +2,8 @@
 // 16-bit, 24-bit, 32-bit float) to and from per-channel memory samples. They
 // resemble the 6 x 6 rules but are a set of their own: the integer output
 // members scale by 255, the float reader saturates and stalls, and the
-// single-precision 24-bit writer wraps at +1.0. Every PCM routine computes its
-// values here.
+// single-precision 24-bit writer wraps at +1.0. Where a PCM rule is a 6 x 6
+// rule it calls that one; every PCM routine computes its values here.
 #ifndef RIVULET_AUDIO_PCM_RULES_H
 #define RIVULET_AUDIO_PCM_RULES_H
 
@@ -50,130 +50,54 @@ inline PcmRead<std::uint8_t> pcmFloatToUInt8(float x) {
           true};
 }
 
-// Every copy rule but the two above. W is the PCM width in bytes, P the memory
-// position (kPosDouble, kPosSingle, kPosUInt8 or kPosInt16). For W == 3 the
-// value is the 32-bit sample s with a zero low byte.
+// Every copy rule but the two above is the 6 x 6 rule from the memory type
+// the PCM sample is stored like. W is the PCM width in bytes, P the memory
+// position (kPosDouble, kPosSingle, kPosUInt8 or kPosInt16).
 template <int W, int P>
 inline AudioValue<P> pcmToSample(PcmValue<W> x) {
   static_assert(!(W == 4 && (P == kPosUInt8 || P == kPosInt16)), "stalling readers apart");
-  if constexpr (W == 4) {
-    if constexpr (P == kPosDouble) return static_cast<double>(x);
-    else return x;  // AUDIO_SINGLE: bit for bit
-  } else if constexpr (W == 3) {
-    if constexpr (P == kPosDouble) return x * kInt32Scale;
-    else if constexpr (P == kPosSingle)
-      return static_cast<float>(x) * static_cast<float>(kInt32Scale);
-    else if constexpr (P == kPosUInt8)
-      return static_cast<std::uint8_t>((x >> 24) + 128);  // b2 + 128 mod 256
-    else
-      return static_cast<std::int16_t>(x >> 16);  // low byte b1, high byte b2
-  } else if constexpr (W == 2) {
-    if constexpr (P == kPosDouble) return x * kInt16Scale;
-    else if constexpr (P == kPosSingle)
-      return static_cast<float>(x) * static_cast<float>(kInt16Scale);
-    else if constexpr (P == kPosUInt8)
-      return static_cast<std::uint8_t>(x / 256 + 128);  // toward zero, mod 256
-    else
-      return x;
-  } else {
-    if constexpr (P == kPosDouble) return (x - 128.0) * kUInt8Scale;
-    else if constexpr (P == kPosSingle)
-      return (static_cast<float>(x) - 128.0f) * static_cast<float>(kUInt8Scale);
-    else if constexpr (P == kPosUInt8)
-      return x;
-    else
-      return static_cast<std::int16_t>((x - 128) * 256);  // 255 -> 32512
-  }
+  return convertSample<kPcmStorage<W>, P>(x);
 }
 
 // ---- Output direction (memory -> PCM) ---------------------------------------------------
 
-// AUDIO_DOUBLE: floor in double, clip in double, convert. NaN converts to the
-// most negative int32, whose low bits are 0 for the narrow widths.
-inline std::int32_t pcmDoubleTo24(double x) {
-  double p = std::floor(x * 2147483648.0);
-  if (p > 2147483647.0)
-    p = 2147483647.0;
-  else if (p < -2147483648.0)
-    p = -2147483648.0;
-  return truncateToInt32(p);  // the store keeps the upper three bytes
-}
-inline std::int16_t pcmDoubleTo16(double x) {
-  double p = std::floor(x * 32768.0);
-  if (p > 32767.0)
-    p = 32767.0;
-  else if (p < -32768.0)
-    p = -32768.0;
-  return static_cast<std::int16_t>(truncateToInt32(p));
-}
-inline std::uint8_t pcmDoubleTo8(double x) {
-  double p = std::floor(x * 128.0 + 128.0);
-  if (p > 255.0)
-    p = 255.0;
-  else if (p < 0.0)
-    p = 0.0;
-  return static_cast<std::uint8_t>(truncateToInt32(p));
-}
-
-// AUDIO_SINGLE: products and floor in single precision. The 24-bit upper
+// AUDIO_SINGLE to 24 bits: product and floor in single precision. The upper
 // bound is 2^31 itself (single precision has no 2147483647), which the
 // conversion turns into the most negative value: 1.0 and above give the bytes
-// 00 00 80.
+// 00 00 80. NaN gives the most negative value too.
 inline std::int32_t pcmSingleTo24(float x) {
-  float p = std::floor(x * 2147483648.0f);
-  // Clipping to +2^31 and converting gives the most negative value; that
-  // result is spelled out rather than left to the conversion of a constant,
-  // which the compiler would fold with saturation instead.
-  if (p >= 2147483648.0f) return -2147483647 - 1;
-  if (p < -2147483648.0f) p = -2147483648.0f;
-  return truncateToInt32(p);
+  return truncateToInt32(clip(std::floor(x * 2147483648.0f), -2147483648.0f, 2147483648.0f));
 }
+
+// AUDIO_SINGLE to 16 bits: the single precision floor, where the 6 x 6 rule
+// truncates (-0.5 / 32768 gives -1 here, 0 there).
 inline std::int16_t pcmSingleTo16(float x) {
-  float p = std::floor(x * 32768.0f);
-  if (p > 32767.0f)
-    p = 32767.0f;
-  else if (p < -32768.0f)
-    p = -32768.0f;
-  return static_cast<std::int16_t>(truncateToInt32(p));
-}
-inline std::uint8_t pcmSingleTo8(float x) {
-  float p = std::floor(x * 128.0f + 128.0f);
-  if (p > 255.0f)
-    p = 255.0f;
-  else if (p < 0.0f)
-    p = 0.0f;
-  return static_cast<std::uint8_t>(truncateToInt32(p));
+  return static_cast<std::int16_t>(
+      truncateToInt32(clip(std::floor(x * 32768.0f), -32768.0f, 32767.0f)));
 }
 
 // The value of PCM width W for a memory sample x of position P. Only the
-// combinations that have a routine are instantiated.
+// combinations that have a routine are instantiated. Where no member is named
+// below, the output rule is the 6 x 6 rule to the PCM storage type: the floor
+// that the 8-bit output rules name changes nothing there, since floor and
+// truncation agree from 0 up and both sides clip anything below 0 to 0.
 template <int P, int W>
 inline PcmValue<W> sampleToPcm(AudioValue<P> x) {
-  if constexpr (P == kPosDouble) {
-    if constexpr (W == 4) return static_cast<float>(x);
-    else if constexpr (W == 3) return pcmDoubleTo24(x);
-    else if constexpr (W == 2) return pcmDoubleTo16(x);
-    else return pcmDoubleTo8(x);
-  } else if constexpr (P == kPosSingle) {
-    if constexpr (W == 4) return x;
-    else if constexpr (W == 3) return pcmSingleTo24(x);
-    else if constexpr (W == 2) return pcmSingleTo16(x);
-    else return pcmSingleTo8(x);
-  } else if constexpr (P == kPosUInt8) {
-    static_assert(W <= 2, "no 24- or 32-bit output from AUDIO_UINT8");
+  static_assert(P == kPosDouble || P == kPosSingle || W <= 2,
+                "no 24- or 32-bit output from AUDIO_UINT8 or AUDIO_INT16");
+  if constexpr (P == kPosSingle && W == 3) {
+    return pcmSingleTo24(x);
+  } else if constexpr (P == kPosSingle && W == 2) {
+    return pcmSingleTo16(x);
+  } else if constexpr (P == kPosUInt8 && W == 2) {
     // floor((x - 128) * 255.0) is an integer product in [-32640, 32385]: the
     // floor and the clip change nothing. 255, not 256.
-    if constexpr (W == 2) return static_cast<std::int16_t>((x - 128) * 255);
-    else return x;
+    return static_cast<std::int16_t>((x - 128) * 255);
+  } else if constexpr (P == kPosInt16 && W == 1) {
+    // x / 255 toward zero, plus 128, clipped: -32768 -> 0, 32767 -> 255.
+    return static_cast<std::uint8_t>(clip(x / 255 + 128, 0, 255));
   } else {
-    static_assert(P == kPosInt16 && W <= 2, "no 24- or 32-bit output from AUDIO_INT16");
-    if constexpr (W == 2) {
-      return x;
-    } else {
-      // x / 255 toward zero, plus 128, clipped: -32768 -> 0, 32767 -> 255.
-      const int v = x / 255 + 128;
-      return static_cast<std::uint8_t>(v > 255 ? 255 : v < 0 ? 0 : v);
-    }
+    return convertSample<P, kPcmStorage<W>>(x);
   }
 }
 

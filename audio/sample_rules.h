@@ -83,44 +83,38 @@ inline constexpr double kInt16Scale = 3.0517578125e-05;
 inline constexpr double kUInt8Scale = 0.0078125;
 static_assert(kInt32Scale == 0x1p-31 && kInt16Scale == 0x1p-15 && kUInt8Scale == 0x1p-7);
 
+// x limited to [lo, hi] by replacement. NaN compares false both ways and
+// passes through, for the conversion after it to define.
+template <typename T>
+inline T clip(T x, T lo, T hi) {
+  return x > hi ? hi : x < lo ? lo : x;
+}
+
 // ---- Row AUDIO_DOUBLE: floor, clip in double, then convert ----------------------------
 
 // floor(x * 2^31) clipped to the int32 range. NaN passes the clip and
 // converts to the most negative value.
 inline std::int32_t doubleToInt32(double x) {
-  double p = std::floor(x * 2147483648.0);
-  if (p > 2147483647.0)
-    p = 2147483647.0;
-  else if (p < -2147483648.0)
-    p = -2147483648.0;
-  return truncateToInt32(p);
+  return truncateToInt32(clip(std::floor(x * 2147483648.0), -2147483648.0, 2147483647.0));
 }
 
 // floor(x * 2^15) clipped to the int16 range; NaN gives 0 (the low 16 bits of
 // the most negative int32).
 inline std::int16_t doubleToInt16(double x) {
-  double p = std::floor(x * 32768.0);
-  if (p > 32767.0)
-    p = 32767.0;
-  else if (p < -32768.0)
-    p = -32768.0;
-  return static_cast<std::int16_t>(truncateToInt32(p));
+  return static_cast<std::int16_t>(truncateToInt32(clip(std::floor(x * 32768.0), -32768.0, 32767.0)));
 }
 
 // x * 128 + 128 clipped to [0, 255], truncated; NaN gives 0.
 inline std::uint8_t doubleToUInt8(double x) {
-  double p = x * 128.0 + 128.0;
-  if (p > 255.0)
-    p = 255.0;
-  else if (p < 0.0)
-    p = 0.0;
-  return static_cast<std::uint8_t>(truncateToInt32(p));
+  return static_cast<std::uint8_t>(truncateToInt32(clip(x * 128.0 + 128.0, 0.0, 255.0)));
 }
 
 // ---- Row AUDIO_SINGLE: product in single precision, truncation, saturation ---------------
 
 // p = x * 2^31 in single precision; p >= 2147483647 (as double) saturates, so
 // +1.0 gives 2147483647; below -2^31 gives the minimum; otherwise trunc(p).
+// Not a clip: single precision has no 2147483647, and the nearest value, 2^31,
+// would convert to the minimum.
 inline std::int32_t singleToInt32(float x) {
   const float p = x * 2147483648.0f;
   if (static_cast<double>(p) >= 2147483647.0) return 2147483647;
@@ -129,20 +123,15 @@ inline std::int32_t singleToInt32(float x) {
 }
 
 // p = x * 2^15 in single precision, saturated, else truncated; NaN gives 0.
+// The bounds are exact in single precision, so the clip may stay there.
 inline std::int16_t singleToInt16(float x) {
-  const float p = x * 32768.0f;
-  if (static_cast<double>(p) > 32767.0) return 32767;
-  if (static_cast<double>(p) < -32768.0) return -32768;
-  return static_cast<std::int16_t>(truncateToInt32(p));
+  return static_cast<std::int16_t>(truncateToInt32(clip(x * 32768.0f, -32768.0f, 32767.0f)));
 }
 
 // p = x * 128 + 128 in single precision, saturated to [0, 255], else
 // truncated; NaN gives 0.
 inline std::uint8_t singleToUInt8(float x) {
-  const float p = x * 128.0f + 128.0f;
-  if (static_cast<double>(p) > 255.0) return 255;
-  if (static_cast<double>(p) < 0.0) return 0;
-  return static_cast<std::uint8_t>(truncateToInt32(p));
+  return static_cast<std::uint8_t>(truncateToInt32(clip(x * 128.0f + 128.0f, 0.0f, 255.0f)));
 }
 
 // ---- The matrix ----------------------------------------------------------------------------

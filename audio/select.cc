@@ -19,6 +19,13 @@ Fcn pcmEntry(std::array<Fcn, 36> const& table, AudioDataType type, int bits) {
   return table[static_cast<std::size_t>(index)];
 }
 
+// Entry 6 * position(source) + position(destination) of a 6 x 6 table; the
+// source type is looked up (and may throw) first.
+int cellIndex(AudioDataType source, AudioDataType destination) {
+  const int s = GetConvertIndex(source);
+  return 6 * s + GetConvertIndex(destination);
+}
+
 }  // namespace
 
 int GetConvertIndex(AudioDataType type) {
@@ -38,25 +45,21 @@ int GetConvertIndex(AudioDataType type) {
 using namespace rivulet;
 
 AudioConvertCopyFcn MM_GetAudioConvertCopyFcn(AudioDataType source, AudioDataType destination) {
-  const int s = GetConvertIndex(source);
-  const int d = GetConvertIndex(destination);
-  return kAudioConvertCopy[6 * s + d];
+  return kAudioConvertCopy[cellIndex(source, destination)];
 }
 
 AudioTransposeCopyFcn MM_GetAudioTransposeCopyFcn(AudioDataType source,
                                                   AudioDataType destination,
                                                   bool fromInterleaved) {
-  const int s = GetConvertIndex(source);
-  const int d = GetConvertIndex(destination);
-  return (fromInterleaved ? kAudioTransposeFromInterleaved : kAudioTransposeToInterleaved)[6 * s + d];
+  const int cell = cellIndex(source, destination);
+  return (fromInterleaved ? kAudioTransposeFromInterleaved : kAudioTransposeToInterleaved)[cell];
 }
 
 AudioConvertCopyWithMapFcn MM_GetAudioConvertCopyWithMapFcn(AudioDataType source,
                                                             AudioDataType destination,
                                                             bool fromInterleaved) {
-  const int s = GetConvertIndex(source);
-  const int d = GetConvertIndex(destination);
-  return (fromInterleaved ? kAudioMappedFromInterleaved : kAudioMappedToInterleaved)[6 * s + d];
+  const int cell = cellIndex(source, destination);
+  return (fromInterleaved ? kAudioMappedFromInterleaved : kAudioMappedToInterleaved)[cell];
 }
 
 AudioEmptyFcn MM_GetAudioEmptyFcn(AudioDataType type) { return kAudioEmpty[GetConvertIndex(type)]; }

@@ -12,14 +12,16 @@ constexpr auto runOf = [](std::uint8_t const* src, std::uint8_t* dst, std::int64
   convertRun<S, D>(src, dst, n);
 };
 
-// Destination element c * channelStride + i = rule(source element i * channels + c).
-template <int S, int D>
-void transposeFromInterleaved(void const* source, void* destination, int samples, int channels,
-                              int channelStride) {
+// Element i * channels + c of the interleaved side and element
+// c * channelStride + i of the per-channel side are source and destination,
+// in the order the flag says.
+template <int S, int D, bool FromInterleaved>
+void transposeCopy(void const* source, void* destination, int samples, int channels,
+                   int channelStride) {
   if (samples < 1 || channels < 1) return;
   auto const* src = static_cast<std::uint8_t const*>(source);
   auto* dst = static_cast<std::uint8_t*>(destination);
-  if constexpr (FastStereoFromInterleaved<S, D>::kAvailable) {
+  if constexpr (FromInterleaved && FastStereoFromInterleaved<S, D>::kAvailable) {
     if (channels == 2) {
       std::uint8_t* right = dst + std::int64_t{channelStride} * kAudioBytes<D>;
       const int done = static_cast<int>(FastStereoFromInterleaved<S, D>::run(src, dst, right, samples));
@@ -32,56 +34,39 @@ void transposeFromInterleaved(void const* source, void* destination, int samples
   }
   if constexpr (FastConvertRun<S, D>::kAvailable) {
     if (channels <= kMaxStagedChannels) {
-      stagedFromInterleaved<kAudioBytes<S>, kAudioBytes<D>>(src, dst, samples, channels,
+      if constexpr (FromInterleaved)
+        stagedFromInterleaved<kAudioBytes<S>, kAudioBytes<D>>(src, dst, samples, channels,
+                                                              channelStride, runOf<S, D>);
+      else
+        stagedToInterleaved<kAudioBytes<S>, kAudioBytes<D>>(src, dst, samples, channels,
                                                             channelStride, runOf<S, D>);
       return;
     }
   }
   for (int c = 0; c < channels; ++c) {
     const std::int64_t base = std::int64_t{c} * channelStride;
-    for (int i = 0; i < samples; ++i)
-      storeSample<D>(dst, base + i,
-                     convertSample<S, D>(loadSample<S>(src, std::int64_t{i} * channels + c)));
-  }
-}
-
-// Destination element i * channels + c = rule(source element c * channelStride + i).
-template <int S, int D>
-void transposeToInterleaved(void const* source, void* destination, int samples, int channels,
-                            int channelStride) {
-  if (samples < 1 || channels < 1) return;
-  auto const* src = static_cast<std::uint8_t const*>(source);
-  auto* dst = static_cast<std::uint8_t*>(destination);
-  if constexpr (FastConvertRun<S, D>::kAvailable) {
-    if (channels <= kMaxStagedChannels) {
-      stagedToInterleaved<kAudioBytes<S>, kAudioBytes<D>>(src, dst, samples, channels,
-                                                          channelStride, runOf<S, D>);
-      return;
+    for (int i = 0; i < samples; ++i) {
+      const std::int64_t interleaved = std::int64_t{i} * channels + c;
+      storeSample<D>(dst, FromInterleaved ? base + i : interleaved,
+                     convertSample<S, D>(loadSample<S>(src, FromInterleaved ? interleaved : base + i)));
     }
   }
-  for (int c = 0; c < channels; ++c) {
-    const std::int64_t base = std::int64_t{c} * channelStride;
-    for (int i = 0; i < samples; ++i)
-      storeSample<D>(dst, std::int64_t{i} * channels + c,
-                     convertSample<S, D>(loadSample<S>(src, base + i)));
-  }
 }
 
-template <int S, int D>
-struct FromInterleavedMember {
-  static constexpr AudioCopyFcn fcn = &transposeFromInterleaved<S, D>;
-};
-template <int S, int D>
-struct ToInterleavedMember {
-  static constexpr AudioCopyFcn fcn = &transposeToInterleaved<S, D>;
+template <bool FromInterleaved>
+struct Members {
+  template <int S, int D>
+  struct Of {
+    static constexpr AudioCopyFcn fcn = &transposeCopy<S, D, FromInterleaved>;
+  };
 };
 
 }  // namespace
 
 constexpr AudioCopyTable kAudioTransposeFromInterleaved =
-    buildAudioTable<AudioCopyFcn, FromInterleavedMember>();
+    buildAudioTable<AudioCopyFcn, Members<true>::Of>();
 constexpr AudioCopyTable kAudioTransposeToInterleaved =
-    buildAudioTable<AudioCopyFcn, ToInterleavedMember>();
+    buildAudioTable<AudioCopyFcn, Members<false>::Of>();
 static_assert(kAudioTransposeFromInterleaved.size() == 36 &&
               kAudioTransposeToInterleaved.size() == 36);
 
