@@ -1,6 +1,9 @@
 #include "avi/frame_layout.h"
 
+#include <immintrin.h>
+
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 
 #include "avi/byte_order.h"
@@ -55,9 +58,69 @@ inline void expandGroupOf4(const char* src, char* dst) {
   std::memcpy(dst, out, 12);
 }
 
-// Shrinks 'count' pixels of one run forwards.
+// ---- SSSE3 forms, picked at run time. Each works on a whole group whose
+// loads all happen before its stores, and is used only where that gives the
+// same bytes as the pixel-by-pixel walk.
+
+bool haveSsse3() {
+  static const bool ok = (__builtin_cpu_init(), __builtin_cpu_supports("ssse3"));
+  return ok;
+}
+
+// Sixteen 32-bit pixels (64 bytes) to 48 bytes.
+[[gnu::target("ssse3")]] void shrinkGroupOf16(const char* src, char* dst) {
+  const __m128i drop4th = _mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1);
+  __m128i a[4];
+  for (int k = 0; k < 4; ++k)
+    a[k] = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 16 * k)), drop4th);
+  const __m128i o0 = _mm_or_si128(a[0], _mm_slli_si128(a[1], 12));
+  const __m128i o1 = _mm_or_si128(_mm_srli_si128(a[1], 4), _mm_slli_si128(a[2], 8));
+  const __m128i o2 = _mm_or_si128(_mm_srli_si128(a[2], 8), _mm_slli_si128(a[3], 4));
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(dst), o0);
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 16), o1);
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 32), o2);
+}
+
+// pshufb masks that lay out eight pixels as blue, green, red triples: blue and
+// green come interleaved in 'bg' (bytes 2k, 2k + 1), red in 'r' (byte k).
+struct TripleMasks {
+  alignas(16) std::int8_t bg[2][16];
+  alignas(16) std::int8_t r[2][16];
+  constexpr TripleMasks() : bg{}, r{} {
+    for (int j = 0; j < 32; ++j) {
+      const int k = j / 3, t = j % 3, half = j / 16, at = j % 16;
+      const bool inside = j < 24;
+      bg[half][at] = static_cast<std::int8_t>(inside && t < 2 ? 2 * k + t : -1);
+      r[half][at] = static_cast<std::int8_t>(inside && t == 2 ? k : -1);
+    }
+  }
+};
+constexpr TripleMasks kTriples;
+
+// Eight 16-bit pixels (16 bytes) to 24 bytes, by the rule of expandRgb555.
+[[gnu::target("ssse3")]] void expandGroupOf8(const char* src, char* dst) {
+  const __m128i p = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src));
+  const __m128i top5 = _mm_set1_epi16(0xF8);
+  const __m128i b = _mm_and_si128(_mm_slli_epi16(p, 3), top5);
+  const __m128i g = _mm_and_si128(_mm_srli_epi16(p, 2), top5);
+  const __m128i r = _mm_and_si128(_mm_srli_epi16(p, 7), top5);
+  const __m128i bg = _mm_or_si128(b, _mm_slli_epi16(g, 8));
+  const __m128i rr = _mm_packus_epi16(r, r);
+  __m128i out[2];
+  for (int h = 0; h < 2; ++h)
+    out[h] = _mm_or_si128(
+        _mm_shuffle_epi8(bg, _mm_load_si128(reinterpret_cast<const __m128i*>(kTriples.bg[h]))),
+        _mm_shuffle_epi8(rr, _mm_load_si128(reinterpret_cast<const __m128i*>(kTriples.r[h]))));
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(dst), out[0]);
+  _mm_storel_epi64(reinterpret_cast<__m128i*>(dst + 16), out[1]);
+}
+
+// Shrinks 'count' pixels of one run forwards. The destination never passes
+// the source, so a group's stores land on bytes already read.
 inline void shrinkRun(char* frame, std::size_t src, std::size_t dst, std::size_t count) {
   std::size_t i = 0;
+  if (haveSsse3())
+    for (; i + 16 <= count; i += 16, src += 64, dst += 48) shrinkGroupOf16(frame + src, frame + dst);
   for (; i + 4 <= count; i += 4, src += 16, dst += 12) shrinkGroupOf4(frame + src, frame + dst);
   for (; i < count; ++i, src += 4, dst += 3) {
     frame[dst] = frame[src];
@@ -101,6 +164,11 @@ void rgb555ToRgb24(char* frame, std::uint32_t frameSize, std::uint32_t rgb24Size
   unsigned char* out = reinterpret_cast<unsigned char*>(frame);
   std::int64_t src = static_cast<std::int64_t>(frameSize) - 2;
   std::size_t end = rgb24Size;
+  // Groups of eight only while their 24 bytes lie above their own source, so
+  // no store reaches a byte that the pixel-by-pixel walk would still read.
+  if (haveSsse3())
+    for (; src >= 14 && static_cast<std::int64_t>(end) - 24 >= src + 2; src -= 16, end -= 24)
+      expandGroupOf8(frame + src - 14, frame + end - 24);
   for (; src >= 6; src -= 8, end -= 12) expandGroupOf4(frame + src - 6, frame + end - 12);
   for (; src >= 0; src -= 2, end -= 3) {
     expandRgb555(readLE16(frame + src), out + end - 3);
@@ -119,6 +187,10 @@ void rgb555ToRgb24WPad(char* frame, std::uint32_t width, std::uint32_t height, s
     end -= pad;
     const char* row = frame + r * stride;
     std::uint32_t c = width;
+    const std::size_t rowAt = r * stride;
+    if (haveSsse3())
+      for (; c >= 8 && end >= 24 && end - 24 >= rowAt + 2 * static_cast<std::size_t>(c); c -= 8, end -= 24)
+        expandGroupOf8(row + 2 * static_cast<std::size_t>(c - 8), frame + end - 24);
     for (; c >= 4; c -= 4, end -= 12) expandGroupOf4(row + 2 * static_cast<std::size_t>(c - 4), frame + end - 12);
     while (c-- > 0) {
       unsigned char px[3];

@@ -80,7 +80,7 @@ TEST(AviLayout, ExpansionsMatchReference) {
     const auto b = static_cast<std::uint8_t>(i);
     map.push_back({b, static_cast<std::uint8_t>(255 - b), static_cast<std::uint8_t>(b * 3), 99});
   }
-  std::vector<std::pair<std::uint32_t, std::uint32_t>> sizes = {{67, 3}, {64, 2}};
+  std::vector<std::pair<std::uint32_t, std::uint32_t>> sizes = {{67, 3}, {64, 2}, {33, 5}, {48, 3}, {100, 2}, {17, 9}};
   for (std::uint32_t w = 1; w <= 13; ++w)
     for (std::uint32_t h = 1; h <= 4; ++h) sizes.emplace_back(w, h);
   for (const auto& [w, h] : sizes) {
