@@ -8,6 +8,9 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   libyuv-dev libswresample-dev libavutil-dev
   ffmpeg
+  gstreamer1.0-tools gstreamer1.0-plugins-good
+  libhwy-dev libcli11-dev nlohmann-json3-dev libpng-dev libspng-dev
+  python3-numpy
   clang libclang-rt-14-dev
 )
 missing=()
