@@ -21,8 +21,10 @@
 //   queue.setStopping(true);
 //   // consumer thread
 //   double out[2 * 256];
-//   for (int done = 0; done < 256;)                 // one call reads from one frame
-//     done += queue.copyAudioFrame(out + 2 * done, 256 - done, 0);
+//   for (int done = 0; done < 256;) {               // one call reads from one frame
+//     int wanted = 256 - done;                      // (see copyAudioFrame for the
+//     done += queue.copyAudioFrame(out + 2 * done, wanted, wanted);  // last argument)
+//   }
 //
 // Video works the same way, except that its frames come from a pool made once,
 // and that copyVideoFrame leaves the frame at the head (the consumer may convert
@@ -256,7 +258,11 @@ class RIVULET_API MMAudioQueue : public MMFrameQueue {
   // head frame into destination, passing `parameter` as the routine's last
   // argument, and returns how many it converted. One call reads one frame: a
   // frame with fewer periods left gives fewer, and is then removed. An empty
-  // list runs emptyFcn for `wanted` periods and returns `wanted`.
+  // list runs emptyFcn for `wanted` periods and returns `wanted`. Both routines
+  // get the same `parameter`: a transpose copy's channel stride serves the empty
+  // routine as well; with a convert copy (which ignores it) pass `wanted`, so that
+  // the empty routine, reading it as a channel stride, clears the whole
+  // interleaved block.
   int copyAudioFrame(void* destination, int wanted, int parameter);
 
  protected:
