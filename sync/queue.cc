@@ -186,12 +186,20 @@ VideoFrame* MMVideoQueue::createVideoFrame() {
   if (framePool == nullptr) createFrames(0);
   // A free frame has the pool as its only holder. Only the producer raises a
   // count, so a 1 seen here stays 1 until the exchange.
-  for (unsigned i = 0; i < capacity; ++i) {
-    std::int32_t free = 1;
-    if (framePool[i]->refCount.compare_exchange_strong(free, 2, std::memory_order_acq_rel))
-      return framePool[i];
-  }
-  return nullptr;
+  auto takeFree = [this]() -> VideoFrame* {
+    for (unsigned i = 0; i < capacity; ++i) {
+      std::int32_t free = 1;
+      if (framePool[i]->refCount.compare_exchange_strong(free, 2, std::memory_order_acq_rel))
+        return framePool[i];
+    }
+    return nullptr;
+  };
+  if (VideoFrame* frame = takeFree()) return frame;
+  // The room seen above may come from a dropVideoFrame that has unlinked its
+  // frame but not yet released it; it does both under queueLock, so one more
+  // look under the lock finds that frame free.
+  std::lock_guard<Mutex> hold(queueLock);
+  return takeFree();
 }
 
 bool MMVideoQueue::appendVideoFrame(VideoFrame* frame) { return appendFrame(frame); }

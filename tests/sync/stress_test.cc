@@ -26,6 +26,7 @@ constexpr int kFrames = RIVULET_STRESS_FRAMES;
 // Every this many frames the slow side naps for a millisecond, long enough for
 // the other side to fill or empty the list.
 constexpr int kNapEvery = 4096;
+constexpr unsigned kCapacity = 16;
 
 enum Mode { kSlowConsumer, kFastConsumer };
 const char* modeName(Mode m) { return m == kSlowConsumer ? "slow consumer" : "fast consumer"; }
@@ -58,7 +59,7 @@ TEST(Stress, VideoQueue) {
 
   for (Mode mode : {kSlowConsumer, kFastConsumer}) {
     SCOPED_TRACE(modeName(mode));
-    VideoQueue q(4, FOURCC_RGB, FOURCC_RGB, VIDEO_UINT16, kW, kH, ORIENTATION_COLUMN_MAJOR, copy,
+    VideoQueue q(kCapacity, FOURCC_RGB, FOURCC_RGB, VIDEO_UINT16, kW, kH, ORIENTATION_COLUMN_MAJOR, copy,
                  empty);
     std::atomic<bool> producerDone{false};
     int fullSeen = 0, refused = 0;
@@ -102,6 +103,7 @@ TEST(Stress, VideoQueue) {
         if (mode == kSlowConsumer && received % kNapEvery == 0) nap();
       } else if (planes == emptyPlanes) {
         ++empties;
+        std::this_thread::yield();  // leave the core to the producer
         if (producerDone && q.getFrameCount() == 0) break;  // a frame went missing
       } else {
         wrong += !isNext;  // a frame that arrived after the look is fine
@@ -147,7 +149,7 @@ TEST(Stress, AudioQueue) {
 
   for (Mode mode : {kSlowConsumer, kFastConsumer}) {
     SCOPED_TRACE(modeName(mode));
-    AudioQueue q(4, AUDIO_INT16, kChannels, copy, empty);
+    AudioQueue q(kCapacity, AUDIO_INT16, kChannels, copy, empty);
     std::atomic<bool> producerDone{false};
     int fullSeen = 0, refused = 0;
     std::thread producer([&] {
@@ -200,6 +202,7 @@ TEST(Stress, AudioQueue) {
         if (mode == kSlowConsumer && n > 0 && frames % kNapEvery == 0) nap();
       } else if (isEmpty && !listed) {
         ++empties;
+        std::this_thread::yield();
         if (producerDone && q.getFrameCount() == 0) break;  // periods went missing
       } else {
         ++wrong;
