@@ -21,5 +21,5 @@ ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
 
 # The locks and queues once more under ThreadSanitizer (their tests alone).
 cmake --preset tsan >/dev/null
-cmake --build --preset tsan -j"$jobs" --target sync_test sync_stress_test
+cmake --build --preset tsan -j"$jobs" --target sync_test sync_stress_test sync_demo
 TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 ctest --preset tsan -j"$jobs" -L sync
