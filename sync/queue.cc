@@ -70,35 +70,53 @@ MMFrame* MMFrameQueue::popFrame() {
 
 bool MMFrameQueue::appendFrame(MMFrame* frame) {
   if (frame == nullptr) return false;
+  unsigned n;
   {
     std::lock_guard<Mutex> hold(queueLock);
-    unsigned n = frameCount.load(std::memory_order_relaxed);
+    n = frameCount.load(std::memory_order_relaxed);
     if (n >= capacity) return false;
     std::uint64_t tail = (static_cast<std::uint64_t>(head) + n) % capacity;
     frames[tail] = frame;
     frameCount.store(n + 1);
   }
-  framesAvailable.post();
+  if (n == 0) framesAvailable.post();  // only an empty list has a consumer waiting
   return true;
 }
 
-// The count is read without the lock: it only decides whether to sleep, and
-// the semaphore is only a way to sleep until the consumer makes room.
-bool MMFrameQueue::waitForSpace(int milliseconds) {
-  while (frameCount.load() == capacity) {
+namespace {
+
+// Sleeps on `s` in steps of up to 10 ms while `waiting()` holds, for a budget
+// of `milliseconds`, unless `stopping` is set. Every pop posts spaceAvailable
+// and every append to an empty list framesAvailable, whether or not anyone
+// waits, so posts made before a wait are taken first: they would end it at
+// once, and the budget, which counts 10 ms for each step, would run out in
+// a flash.
+template <typename Waiting>
+void sleepWhile(Semaphore& s, std::atomic<bool> const& stopping, int milliseconds,
+                Waiting waiting) {
+  while (waiting()) {
     if (stopping.load() || milliseconds < 1) break;
-    spaceAvailable.timed_wait(kWaitStepMs);
+    while (s.try_wait()) {
+    }
+    if (!waiting()) break;  // a post taken just now may have been for us
+    s.timed_wait(static_cast<std::uint64_t>(std::min(milliseconds, kWaitStepMs)));
     milliseconds -= kWaitStepMs;
   }
+}
+
+}  // namespace
+
+// The count is read without the lock: it only decides whether to sleep, and
+// the semaphores are only ways to sleep until the other side acts.
+bool MMFrameQueue::waitForSpace(int milliseconds) {
+  sleepWhile(spaceAvailable, stopping, milliseconds,
+             [this] { return frameCount.load() == capacity; });
   return frameCount.load() < capacity;
 }
 
 bool MMFrameQueue::waitForFrame(int milliseconds) {
-  while (frameCount.load() == 0) {
-    if (stopping.load() || milliseconds < 1) break;
-    framesAvailable.timed_wait(static_cast<std::uint64_t>(std::min(milliseconds, kWaitStepMs)));
-    milliseconds -= kWaitStepMs;
-  }
+  sleepWhile(framesAvailable, stopping, milliseconds,
+             [this] { return frameCount.load() == 0; });
   return frameCount.load() > 0;
 }
 

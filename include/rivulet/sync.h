@@ -184,7 +184,7 @@ class RIVULET_API MMFrameQueue {
   unsigned head;                    // place of the first frame
   std::atomic<unsigned> frameCount;  // changed under queueLock, read anywhere
   std::atomic<bool> stopping;
-  Semaphore framesAvailable;  // posted for each append, for waitForFrame
+  Semaphore framesAvailable;  // posted when an append fills an empty list
   Semaphore spaceAvailable;   // posted for each frame that leaves the list
 };
 
@@ -207,8 +207,9 @@ class RIVULET_API MMVideoQueue : public MMFrameQueue {
   // createVideoFrame) makes one; later calls do nothing. Throws
   // std::length_error for a frame above 2^31 - 1 bytes.
   void createFrames(int minimum);
-  // Waits up to ~1 s for room; then hands out a free pool frame with the
-  // caller's reference. Null with no room, or with every pool frame still held.
+  // Waits up to ~1 s for room (posts of spaceAvailable from before the wait
+  // are taken first, so that they do not cut it short); then hands out a free
+  // pool frame with the caller's reference. Null with no room, or with every pool frame still held.
   VideoFrame* createVideoFrame();
   // Links the frame at the tail, taking over the caller's reference. False (the
   // reference stays with the caller) when the list is full or frame is null.
