@@ -51,20 +51,26 @@ unsigned MMFrameQueue::getCapacity() const { return capacity; }
 
 unsigned MMFrameQueue::getFrameCount() const { return frameCount.load(); }
 
+// Called by the consumer only. The consumer alone removes frames and moves
+// `head`, and the producer stores a frame before it raises the count, so once
+// the count is seen above 0 the head place holds a frame that stays there until
+// this thread pops it: no lock is needed to look at it.
 MMFrame* MMFrameQueue::peekFrame() {
-  std::lock_guard<Mutex> hold(queueLock);
-  return frameCount.load(std::memory_order_relaxed) > 0 ? frames[head] : nullptr;
+  return frameCount.load(std::memory_order_acquire) > 0 ? frames[head] : nullptr;
 }
 
 MMFrame* MMFrameQueue::popFrame() {
-  std::lock_guard<Mutex> hold(queueLock);
-  unsigned n = frameCount.load(std::memory_order_relaxed);
-  if (n == 0) return nullptr;
-  MMFrame* frame = frames[head];
-  frames[head] = nullptr;
-  head = head + 1 == capacity ? 0 : head + 1;
-  frameCount.store(n - 1);
-  spaceAvailable.post();
+  MMFrame* frame;
+  {
+    std::lock_guard<Mutex> hold(queueLock);
+    unsigned n = frameCount.load(std::memory_order_relaxed);
+    if (n == 0) return nullptr;
+    frame = frames[head];
+    frames[head] = nullptr;
+    head = head + 1 == capacity ? 0 : head + 1;
+    frameCount.store(n - 1, std::memory_order_release);
+  }
+  spaceAvailable.post();  // after the lock, so that the producer it wakes finds it free
   return frame;
 }
 
@@ -77,7 +83,7 @@ bool MMFrameQueue::appendFrame(MMFrame* frame) {
     if (n >= capacity) return false;
     std::uint64_t tail = (static_cast<std::uint64_t>(head) + n) % capacity;
     frames[tail] = frame;
-    frameCount.store(n + 1);
+    frameCount.store(n + 1, std::memory_order_release);
   }
   if (n == 0) framesAvailable.post();  // only an empty list has a consumer waiting
   return true;
@@ -262,8 +268,9 @@ AudioFrame* MMAudioQueue::createAudioFrame() {
 
 bool MMAudioQueue::appendAudioFrame(AudioFrame* frame) { return appendFrame(frame); }
 
+// The frame is freed outside the lock: an audio frame, once unlinked, is the
+// consumer's alone.
 void MMAudioQueue::dropFrame() {
-  std::lock_guard<Mutex> hold(queueLock);
   if (MMFrame* frame = popFrame()) frame->Release();
 }
 
