@@ -1,6 +1,9 @@
-// Mutex and Semaphore over the standard library's locks.
-#include <chrono>
-#include <condition_variable>
+// Mutex over the standard library's recursive mutex, Semaphore over a POSIX
+// semaphore.
+#include <semaphore.h>
+#include <time.h>
+
+#include <cerrno>
 #include <cstdint>
 #include <mutex>
 
@@ -16,49 +19,48 @@ bool Mutex::try_lock() { return mutexHandle->try_lock(); }
 
 void Mutex::unlock() { mutexHandle->unlock(); }
 
-// The semaphore proper: a value from 0 to MAX_COUNT under its own lock, and a
-// condition for the threads that wait for it to rise above 0.
+// The semaphore proper: a POSIX semaphore, whose count runs to SEM_VALUE_MAX.
+// A post at the maximum fails with EOVERFLOW and is lost; waits with a limit
+// measure it on the monotonic clock, so that a change of the wall clock does
+// not stretch or cut them.
+static_assert(SEM_VALUE_MAX == Semaphore::MAX_COUNT, "the semaphore's maximum is MAX_COUNT");
+
 struct Semaphore::Object {
-  explicit Object(std::int32_t initial) : value(initial) {}
+  explicit Object(unsigned initial) { sem_init(&semaphore, 0, initial); }
+  ~Object() { sem_destroy(&semaphore); }
+  Object(Object const&) = delete;
+  Object& operator=(Object const&) = delete;
 
-  void release() {
-    bool wake;
-    {
-      std::lock_guard<std::mutex> hold(lock);
-      if (value < MAX_COUNT) ++value;  // a post at the maximum is lost
-      wake = waiters > 0;
-    }
-    if (wake) raised.notify_one();
-  }
+  void release() { sem_post(&semaphore); }
 
-  // Takes 1 from the value, waiting up to `milliseconds` for it to be above 0
-  // (0xFFFFFFFF: for ever). True when it took one.
+  // Takes 1 from the count, waiting up to `milliseconds` for it to be above 0
+  // (0xFFFFFFFF: for ever). True when it took one. A signal that interrupts
+  // the wait resumes it.
   bool acquire(std::uint32_t milliseconds) {
-    std::unique_lock<std::mutex> hold(lock);
-    if (value == 0) {
-      if (milliseconds == 0) return false;
-      auto positive = [this] { return value > 0; };
-      ++waiters;
-      bool got = true;
-      if (milliseconds == 0xFFFFFFFFu)
-        raised.wait(hold, positive);
-      else
-        got = raised.wait_for(hold, std::chrono::milliseconds(milliseconds), positive);
-      --waiters;
-      if (!got) return false;
+    if (milliseconds == 0) return sem_trywait(&semaphore) == 0;
+    if (milliseconds == 0xFFFFFFFFu) {
+      while (sem_wait(&semaphore) != 0)
+        if (errno != EINTR) return false;
+      return true;
     }
-    --value;
+    timespec deadline;
+    clock_gettime(CLOCK_MONOTONIC, &deadline);
+    deadline.tv_sec += milliseconds / 1000;
+    deadline.tv_nsec += static_cast<long>(milliseconds % 1000) * 1000000;
+    if (deadline.tv_nsec >= 1000000000) {
+      deadline.tv_nsec -= 1000000000;
+      ++deadline.tv_sec;
+    }
+    while (sem_clockwait(&semaphore, CLOCK_MONOTONIC, &deadline) != 0)
+      if (errno != EINTR) return false;
     return true;
   }
 
-  std::mutex lock;
-  std::condition_variable raised;
-  std::int32_t value;
-  unsigned waiters = 0;
+  sem_t semaphore;
 };
 
 Semaphore::Semaphore(int initialCount)
-    : semaphoreHandle(std::make_shared<Object>(initialCount > 0 ? initialCount : 0)),
+    : semaphoreHandle(std::make_shared<Object>(initialCount > 0 ? static_cast<unsigned>(initialCount) : 0u)),
       count(initialCount > 0 ? initialCount : 0) {}
 
 // Each operation on the semaphore comes first; the mirror follows under
