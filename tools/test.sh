@@ -2,8 +2,8 @@
 # Builds and runs the whole test suite twice: a Release build (then installed
 # into a scratch prefix, with a small consumer built against the installed
 # CMake package and pkg-config file), and a build under AddressSanitizer +
-# UndefinedBehaviorSanitizer (leaks checked), and the sync tests under
-# ThreadSanitizer.
+# UndefinedBehaviorSanitizer with leaks checked. Then the sync tests alone once
+# more under ThreadSanitizer.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 jobs=$(nproc)
