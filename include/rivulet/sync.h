@@ -14,7 +14,7 @@
 //   // producer thread
 //   while (more) {
 //     AudioFrame* f = queue.createAudioFrame();    // waits up to ~1 s for room
-//     if (!f) continue;                            // full (or stopping)
+//     if (!f) continue;                            // still full: try again
 //     f->init(block, 256 * 2 * sizeof(short));     // 256 stereo periods
 //     if (!queue.appendAudioFrame(f)) f->Release(); // the list takes our reference
 //   }

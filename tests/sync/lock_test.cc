@@ -109,19 +109,4 @@ TEST(Mutex, IsRecursiveAndSharedByCopies) {
   EXPECT_TRUE(othersTry(m));
 }
 
-TEST(Mutex, LockWaitsForTheOwner) {
-  Mutex m;
-  int shared = 0;
-  m.lock();
-  std::thread other([&] {
-    m.lock();
-    shared += 1;
-    m.unlock();
-  });
-  shared = 41;  // written while the other thread waits in lock
-  m.unlock();
-  other.join();
-  EXPECT_EQ(shared, 42);
-}
-
 }  // namespace
