@@ -80,10 +80,10 @@ void Semaphore::wait() {
 bool Semaphore::try_wait() { return timed_wait(0); }
 
 bool Semaphore::timed_wait(std::uint64_t milliseconds) {
-  bool got = semaphoreHandle->acquire(static_cast<std::uint32_t>(milliseconds));
-  std::lock_guard<Mutex> hold(countLock);
-  if (got) --count;
-  return got;
+  if (!semaphoreHandle->acquire(static_cast<std::uint32_t>(milliseconds))) return false;
+  std::lock_guard<Mutex> hold(countLock);  // a failed wait leaves the mirror alone
+  --count;
+  return true;
 }
 
 void Semaphore::reset(int n) {
