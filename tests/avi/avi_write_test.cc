@@ -93,66 +93,6 @@ TEST_F(AviWrite, SmallVideoFileByteForByte) {
 
 // Every case is a one-segment file: the writer's bytes equal the model's, and
 // this library reads back every frame and all audio.
-std::vector<WriteCase> cases() {
-  auto video = [](const char* name, std::uint32_t w, std::uint32_t h, std::uint32_t bits, const std::string& calls) {
-    WriteCase c;
-    c.name = name, c.video = true, c.width = w, c.height = h, c.bits = bits, c.calls = calls;
-    return c;
-  };
-  auto withAudio = [](WriteCase c, double rate, std::uint32_t bits, std::uint32_t channels, std::uint32_t bytes) {
-    c.audio = true, c.sampleRate = rate, c.sampleBits = bits, c.channels = channels, c.chunkBytes = bytes;
-    return c;
-  };
-  std::vector<WriteCase> out;
-  WriteCase c = video("rgb24_odd_rows_29_97", 641, 3, 24, "vvv");
-  c.frameRate = 29.97;
-  out.push_back(c);
-  out.push_back(video("rgb24_2x3", 2, 3, 24, "v"));
-  c = video("pal8_256_colours", 7, 3, 8, "vv");
-  c.colours = 256;
-  out.push_back(c);
-  c = video("pal8_16_colours", 32, 8, 8, "vvvv");
-  c.colours = 16;
-  out.push_back(c);
-  c = video("rgb16_sized", 33, 17, 16, "sss");
-  c.sizes = {68 * 17, 68 * 17, 68 * 17};
-  c.colours = 3;  // counted in biClrUsed, not written
-  out.push_back(c);
-  c = video("rgb32_sized", 8, 6, 32, "ss");
-  c.sizes = {192, 192};
-  out.push_back(c);
-  c = video("compressed_mjpg", 16, 16, 24, "ssss");
-  c.fourCC = "MJPG", c.sizes = {100, 38, 768, 2};
-  out.push_back(c);
-  c = video("compressed_odd_sizes", 16, 16, 24, "sss");
-  c.fourCC = "XVID", c.sizes = {101, 1, 333};
-  out.push_back(c);
-  c = video("three_char_fourcc_is_uncompressed", 4, 2, 24, "vv");
-  c.fourCC = "YUY";
-  out.push_back(c);
-  out.push_back(withAudio(video("audio_only_44100_stereo", 0, 0, 24, "aaa"), 44100.0, 16, 2, 1764));
-  out.back().video = false;
-  out.push_back(withAudio(video("audio_only_odd_chunks", 0, 0, 24, "aaaaa"), 11025.0, 8, 1, 5));
-  out.back().video = false;
-  out.push_back(withAudio(video("video_then_audio", 32, 16, 24, "vavava"), 8000.0, 16, 1, 640));
-  c = withAudio(video("audio_then_video_48000", 33, 17, 24, "avavaa"), 48000.0, 16, 2, 7680);
-  c.audioFirst = true, c.frameRate = 25.0;
-  out.push_back(c);
-  c = withAudio(video("both_odd_audio_interleave", 6, 5, 24, "aavaav"), 8000.0, 8, 1, 333);
-  out.push_back(c);
-  c = withAudio(video("one_slot_both_streams", 4, 2, 24, "va"), 8000.0, 16, 1, 16);
-  c.slots = 1;  // no JUNK: the movi list follows odml directly
-  out.push_back(c);
-  c = video("one_slot_video", 4, 2, 24, "vv");
-  c.slots = 1;  // a JUNK chunk of size 0
-  out.push_back(c);
-  c = video("one_slot_pal8_four_spare", 4, 2, 8, "v");
-  c.slots = 1, c.colours = 1;  // 4 bytes spare: a stray "JUNK" under the movi frame
-  out.push_back(c);
-  out.push_back(video("declared_never_written", 4, 2, 24, ""));
-  return out;
-}
-
 class WriteSweep : public ::testing::TestWithParam<WriteCase> {
  protected:
   TempDir dir;
@@ -166,7 +106,7 @@ TEST_P(WriteSweep, FileEqualsModelAndReadsBack) {
   if (!c.calls.empty()) expectReadBack(c, file);
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, WriteSweep, ::testing::ValuesIn(cases()),
+INSTANTIATE_TEST_SUITE_P(Cases, WriteSweep, ::testing::ValuesIn(writeCases()),
                          [](const ::testing::TestParamInfo<WriteCase>& info) { return std::string(info.param.name); });
 
 // The rate rule and the sizes from set-up, as the file states them.
