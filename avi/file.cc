@@ -99,7 +99,8 @@ File::File()
       videoDeclared(false),
       audioDeclared(false),
       chunksWritten(false),
-      writeFailed(false) {}
+      writeFailed(false),
+      provisionalHeader(false) {}
 
 File::~File() {
   close();

@@ -1,6 +1,5 @@
 // avi::File, writing: the set-up calls, the rate rule, the sizes of the
 // header gap and its records, and the records filled in at close.
-#include <algorithm>
 #include <boost/numeric/conversion/cast.hpp>
 #include <cstdint>
 #include <cstdio>
@@ -183,19 +182,14 @@ void File::setNumSuperIndexEntries(size_t entries) {
 }
 
 // Puts the write position at the first data chunk, behind the header gap, and
-// writes the gap with zeros: the header pass at close then only overwrites
-// room the file already has.
+// fills the gap with a provisional header: the final header pass then only
+// overwrites room the file already has, and a writer stopped before close
+// leaves a file with headers.
 void File::initWriter() {
   const std::uint64_t headerLength = getHeaderLength();
   moviOffset = headerLength + 28;
   writePos = headerLength + 32;
-  static const char zeros[65536] = {};
-  for (std::uint64_t at = 0; at < writePos; at += sizeof zeros) {
-    const std::size_t n = static_cast<std::size_t>(std::min<std::uint64_t>(sizeof zeros, writePos - at));
-    if (!writeAt(at, zeros, n)) {
-      return;
-    }
-  }
+  writeHeader(true);
 }
 
 void File::resetWriter() {

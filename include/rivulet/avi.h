@@ -324,9 +324,10 @@ class RIVULET_API File {
   // by idx1 (first segment), one ix0N per stream and segment, and indx.
   //
   // Each chunk is one write straight from the caller's buffer (no copy), and
-  // costs 16 bytes of memory until its segment ends. The header gap is
-  // written with zeros when a stream is declared, so the final header pass
-  // needs no new room on the file system.
+  // costs 16 bytes of memory until its segment ends. Each set-up call writes
+  // a provisional header (counts 0, RIFF and movi sizes 0, that is open), so
+  // the final header pass at close needs no new room on the file system, and
+  // a writer stopped before close leaves headers in front of its chunks.
   //
   // Guards for calls out of order, each storing a code and changing nothing
   // (neither the file nor the writer's state):
@@ -439,7 +440,9 @@ class RIVULET_API File {
   bool writeAt(std::uint64_t pos, const void* head, std::size_t headSize, const void* body = nullptr,
                std::size_t bodySize = 0, std::size_t zeroPad = 0);
   // Writer: headers (the second pass), laid out in memory, written at once.
-  void writeHeader();
+  // 'provisional': the header written at set-up, so that a writer stopped
+  // before close leaves a file whose chunks a reader can find by scanning.
+  void writeHeader(bool provisional = false);
   void writeVideoStreamHeader(std::string& out);
   void writeAudioStreamHeader(std::string& out);
   void writeOpenDMLHeader(std::string& out);
@@ -533,6 +536,7 @@ class RIVULET_API File {
   bool audioDeclared;
   bool chunksWritten;
   bool writeFailed;
+  bool provisionalHeader;
 };
 
 }  // namespace avi
