@@ -173,6 +173,11 @@ void File::setNumSuperIndexEntries(size_t entries) {
     setError(errors::SETUP_AFTER_FRAMES);
     return;
   }
+  // A count whose header length does not fit 32 bits throws here, before it
+  // is stored.
+  // (The header length of both streams: 108 + 2 * 16 * N + 148 + 236.)
+  const std::uint64_t slots = boost::numeric_cast<std::uint32_t>(entries);
+  boost::numeric_cast<std::uint32_t>(492 + 32 * slots);
   numSuperIndexEntries = entries;
   // A gap already reserved is sized again, so the headers always fit the N
   // they are written with.

@@ -77,6 +77,10 @@ TEST(AviWriteLarge, TwoSegmentsPastTwoGiB) {
     ASSERT_GE(fd, 0);
     EXPECT_EQ(bytesAt(fd, 0, 12), "RIFF" + u32(2147468416) + "AVI ");
     EXPECT_EQ(bytesAt(fd, 65812, 12), "LIST" + u32(2147365316) + "movi");
+    // The frame counts of avih, strh and dmlh cover both segments.
+    EXPECT_EQ(bytesAt(fd, 48, 4), u32(kFrames));
+    EXPECT_EQ(bytesAt(fd, 140, 4), u32(kFrames));
+    EXPECT_EQ(bytesAt(fd, 296, 4), u32(kFrames));  // behind an indx of two entries
     // The super index: two entries, one for each segment's ix00.
     EXPECT_EQ(bytesAt(fd, 212, 8 + 24 + 32),
               "indx" + u32(56) + u16(4) + u8(0) + u8(0) + u32(2) + "00db" + std::string(12, '\0') + u64(ix) +

@@ -253,6 +253,8 @@ TEST_F(AviWrite, GuardsAgainstCallsOutOfOrder) {
   avi::File ok;
   ASSERT_EQ(ok.open(path().c_str(), "w"), 1);
   ok.setVideoInfo(4, 2, 10.0);
+  // A slot count whose header would pass 4 GiB throws and is not kept.
+  EXPECT_ANY_THROW(ok.setNumSuperIndexEntries(std::size_t{1} << 28));
   ok.setNumSuperIndexEntries(2);
   std::string small = patternFrame(24, 2);
   ok.writeVideoFrame(small.data(), 12);
