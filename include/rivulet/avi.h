@@ -364,7 +364,10 @@ class RIVULET_API File {
   // At most 256 entries (code 25), set once (code 24), on a writer (code 22).
   void setColormap(const std::vector<tagRGBQUAD>& map);
   // Slots reserved in the header for each stream's super index, one per RIFF
-  // segment of up to 2 GiB; 4096 by default.
+  // segment of up to 2 GiB; 4096 by default. The slots left unused also hold
+  // an 8-bit palette (16 bytes a slot, 4 a colour): a count too small for the
+  // segments and the palette makes the headers run over the first chunks.
+  // A count whose header would pass 4 GiB throws positive_overflow.
   void setNumSuperIndexEntries(size_t entries);
   // One frame of the declared frame size; or of 'size' bytes (compressed
   // frames, depths without a size rule).

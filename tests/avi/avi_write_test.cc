@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <functional>
 #include <string>
 #include <vector>
@@ -103,6 +104,13 @@ TEST_P(WriteSweep, FileEqualsModelAndReadsBack) {
   const std::string file = dir.path("case.avi");
   ASSERT_EQ(writeCase(c, file), 0u);
   EXPECT_TRUE(sameBytes(readWhole(file), modelFile(c)));
+  // The small files are seeds for the fuzzer (see tools/fuzz.sh).
+  WriteCase small = c;
+  small.slots = 1;
+  const std::string seed = dir.path("seed.avi");
+  if (std::getenv("RIVULET_AVI_SEED_DIR") != nullptr && writeCase(small, seed) == 0) {
+    dir.write(std::string("writer_") + c.name + ".avi", readWhole(seed));
+  }
   if (!c.calls.empty()) expectReadBack(c, file);
 }
 
