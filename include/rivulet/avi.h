@@ -319,9 +319,16 @@ class RIVULET_API File {
   // dwRate = dwScale * rate, both truncated; nSamplesPerSec is rounded.
   //
   // Frames are written as the host hands them: rows bottom-up, each padded to
-  // four bytes, 24-bit pixels blue, green, red. A file is cut into RIFF
-  // segments below 2 GiB each (an "AVI " segment, then "AVIX" ones), indexed
-  // by idx1 (first segment), one ix0N per stream and segment, and indx.
+  // four bytes, 24-bit pixels blue, green, red. A frame of odd size gets no
+  // pad byte (the indexes point at the chunk behind it). A file is cut into
+  // RIFF segments below 2 GiB each (an "AVI " segment, then "AVIX" ones),
+  // indexed by idx1 (first segment), one ix0N per stream and segment, and
+  // indx. The header's audio length (and, without video, its frame count)
+  // covers the first segment only.
+  //
+  // A second open for writing on the same object starts a new file but keeps
+  // the stream set-up of the first: both streams are described again, and
+  // frames need a set-up call in the new file (code 48 otherwise).
   //
   // Each chunk is one write straight from the caller's buffer (no copy), and
   // costs 16 bytes of memory until its segment ends. Each set-up call writes
