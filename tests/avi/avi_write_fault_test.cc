@@ -36,11 +36,11 @@ struct Report {
   int status = -1;  // exit code of the child; 77: the check cannot run here
 };
 
-// Runs 'prepare' then a writer of up to kMaxFrames frames to 'path' in a child.
-// 'stopAfter' frames in, the child tells the parent (which may kill it) and
-// waits for a signal.
+// Runs 'prepare' then a writer of up to kMaxFrames frames to 'path' in a
+// child, then 'after'. 'stopAfter' frames in, the child tells the parent (which
+// may kill it) and waits for a signal.
 Report runWriter(const std::string& path, const std::function<bool()>& prepare, int stopAfter = -1,
-                 bool killIt = false) {
+                 bool killIt = false, const std::function<void()>& after = nullptr) {
   int pipeFd[2];
   if (pipe(pipeFd) != 0) return {};
   const pid_t child = fork();
@@ -69,6 +69,7 @@ Report runWriter(const std::string& path, const std::function<bool()>& prepare, 
     f.clearError();
     f.close();
     r.closeCode = f.getErrorCode();
+    if (after) after();
     if (write(pipeFd[1], &r, sizeof r) != sizeof r) _exit(4);
     _exit(0);
   }
@@ -149,31 +150,16 @@ TEST_F(WriteFaults, FullFileSystem) {
   const std::string mountPoint = dir.path("small"), kept = dir.path("kept.avi");
   std::filesystem::create_directories(mountPoint);
   const std::string path = mountPoint + "/full.avi";
-  int pipeFd[2];
-  ASSERT_EQ(pipe(pipeFd), 0);
-  const pid_t child = fork();
-  if (child == 0) {
-    // The mount lives in this child's namespace only: it writes the file there,
-    // then copies it out for the parent.
-    const bool mounted = unshare(CLONE_NEWNS) == 0 && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-                         mount("tmpfs", mountPoint.c_str(), "tmpfs", 0, "size=256k") == 0;
-    if (!mounted) _exit(77);
-    const Report r = runWriter(path, [] { return true; });
-    std::error_code ec;
-    std::filesystem::copy_file(path, kept, ec);
-    if (write(pipeFd[1], &r, sizeof r) != sizeof r || ec) _exit(4);
-    _exit(r.status);
-  }
-  close(pipeFd[1]);
-  Report r;
-  const bool got = read(pipeFd[0], &r, sizeof r) == sizeof r;
-  close(pipeFd[0]);
-  int status = 0;
-  waitpid(child, &status, 0);
-  if (WIFEXITED(status) && WEXITSTATUS(status) == 77) {
-    GTEST_SKIP() << "no tmpfs can be mounted here (needs CAP_SYS_ADMIN in a mount namespace)";
-  }
-  ASSERT_TRUE(got);
+  // The mount lives in the child's namespace only: the child copies the file
+  // out for the parent.
+  const Report r = runWriter(
+      path,
+      [&] {
+        return unshare(CLONE_NEWNS) == 0 && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+               mount("tmpfs", mountPoint.c_str(), "tmpfs", 0, "size=256k") == 0;
+      },
+      -1, false, [&] { std::filesystem::copy_file(path, kept); });
+  if (r.status == 77) GTEST_SKIP() << "no tmpfs can be mounted here (needs CAP_SYS_ADMIN in a mount namespace)";
   ASSERT_EQ(r.status, 0);
   EXPECT_EQ(r.failedAt, 15);
   EXPECT_EQ(r.failCode, static_cast<unsigned>(avi::errors::FWRITE_FAILED));
