@@ -2,7 +2,11 @@
 // of the same bytes in frame-sized pieces, and beside ffmpeg's AVI muxer run
 // as a subprocess (its input a raw file of the same frames, from the page
 // cache). Files go to the temp directory, into the page cache; each run
-// replaces the last, and all are removed at the end.
+// replaces the last, and all are removed at the end. The disk's write-back
+// makes the figures swing; for steady ones put the files on a tmpfs and
+// interleave the runs:
+//   TMPDIR=/dev/shm rivulet_bench_avi_write --benchmark_repetitions=9 \
+//     --benchmark_enable_random_interleaving=true
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <unistd.h>
@@ -40,7 +44,6 @@ void report(benchmark::State& state, std::uint64_t bytes) {
 void BM_AviFileWrite(benchmark::State& state) {
   const std::string path = tempPath("rivulet_bench_write.avi");
   std::vector<char>& frame = frameData();
-  std::uint64_t bytes = 0;
   for (auto _ : state) {
     avi::File f;
     f.open(path.c_str(), "w");
@@ -49,8 +52,7 @@ void BM_AviFileWrite(benchmark::State& state) {
     f.close();
     if (f.getErrorCode() != 0) state.SkipWithError(f.getErrorMsg());
   }
-  bytes = std::filesystem::file_size(path);
-  report(state, bytes);
+  report(state, std::filesystem::file_size(path));
   std::filesystem::remove(path);
 }
 
