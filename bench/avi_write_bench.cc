@@ -5,7 +5,7 @@
 // replaces the last, and all are removed at the end. The disk's write-back
 // makes the figures swing; for steady ones put the files on a tmpfs and
 // interleave the runs:
-//   TMPDIR=/dev/shm rivulet_bench_avi_write --benchmark_repetitions=9 \
+//   TMPDIR=/dev/shm rivulet_bench_avi_write --benchmark_repetitions=9
 //     --benchmark_enable_random_interleaving=true
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
