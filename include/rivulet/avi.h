@@ -334,7 +334,9 @@ class RIVULET_API File {
   // costs 16 bytes of memory until its segment ends. Each set-up call writes
   // a provisional header (counts 0, RIFF and movi sizes 0, that is open), so
   // the final header pass at close needs no new room on the file system, and
-  // a writer stopped before close leaves headers in front of its chunks.
+  // a writer stopped before close leaves headers in front of its chunks
+  // (readers that scan the movi list, as ffmpeg and GStreamer do, find them;
+  // this library's reader takes the count of 0 and finds none).
   //
   // Guards for calls out of order, each storing a code and changing nothing
   // (neither the file nor the writer's state):
