@@ -158,4 +158,71 @@ TEST(AviWriteLarge, TwoSegmentsPastTwoGiB) {
   std::filesystem::remove(path);
 }
 
+// Audio as stream 0, with chunks in the first segment only: the second
+// segment still has an audio ix00, of no entries, behind the video's ix01, its
+// base the segment's movi FourCC, and the audio super index lists it.
+TEST(AviWriteLarge, AStreamWithoutChunksInALaterSegment) {
+  TempDir dir;
+  const std::string path = dir.path("large.avi");
+  const std::string base = patternFrame(kFrame, 9), audio = patternFrame(1600, 3);
+  constexpr int kAudioChunks = 100;
+  {
+    avi::File w;
+    ASSERT_EQ(w.open(path.c_str(), "w"), 1);
+    w.setAudioInfo(8000.0, 16, 1, 1600);
+    w.setVideoInfo(kWidth, kHeight, 25.0);
+    std::string a = audio;
+    for (int n = 0; n < kFrames; ++n) {
+      std::string f = frameOf(base, n);
+      w.writeVideoFrame(f.data());
+      if (n < kAudioChunks) w.writeAudio(a.data());
+    }
+    w.close();
+    ASSERT_EQ(w.getErrorCode(), 0u) << w.getErrorMsg();
+  }
+  const int fd = ::open(path.c_str(), O_RDONLY);
+  ASSERT_GE(fd, 0);
+  const std::string head = bytesAt(fd, 0, 131596);  // the header gap of two streams
+  const std::size_t aIndx = head.find("indx"), vIndx = head.find("indx", aIndx + 4);
+  ASSERT_NE(vIndx, std::string::npos);
+  EXPECT_EQ(head.substr(aIndx, 20), "indx" + u32(56) + u16(4) + u8(0) + u8(0) + u32(2) + "00wb");
+  EXPECT_EQ(head.substr(vIndx, 20), "indx" + u32(56) + u16(4) + u8(0) + u8(0) + u32(2) + "01db");
+  // Audio: 100 chunks, 2 bytes a sample frame, then nothing.
+  EXPECT_EQ(head.substr(aIndx + 40, 8), u32(32 + 8 * kAudioChunks) + u32(2 * kAudioChunks));
+  EXPECT_EQ(head.substr(aIndx + 56, 8), u32(32) + u32(0));
+  // The second entries (the second segment): qwOffset at 48, dwSize at 56.
+  const std::uint64_t size01 = get32(head, vIndx + 56);
+  const std::uint64_t videoIx = get32(head, vIndx + 48) | std::uint64_t{get32(head, vIndx + 52)} << 32;
+  const std::uint64_t audioIx = get32(head, aIndx + 48) | std::uint64_t{get32(head, aIndx + 52)} << 32;
+  EXPECT_EQ(audioIx, videoIx + size01);  // video's index first
+  const std::string ixVideo = bytesAt(fd, videoIx, 32), ixAudio = bytesAt(fd, audioIx, 32);
+  EXPECT_EQ(ixVideo.substr(0, 8), "ix01" + u32(static_cast<std::uint32_t>(size01 - 8)));
+  EXPECT_EQ(ixAudio, "ix00" + u32(24) + u16(2) + u8(0) + u8(1) + u32(0) + "00wb" + ixVideo.substr(20, 8) + u32(0));
+  ::close(fd);
+
+  avi::File f;
+  ASSERT_EQ(f.open(path.c_str(), "r"), 1);
+  ASSERT_EQ(f.getErrorCode(), 0u) << f.getErrorMsg();
+  ASSERT_EQ(f.getVideoTotalFrames(), static_cast<std::uint64_t>(kFrames));
+  std::string frame(kFrame, '\0');
+  for (int n = 0; n < kFrames; ++n) {
+    f.readVideoFrame(frame.data());
+    ASSERT_TRUE(f.getErrorCode() == 0 && frame == frameOf(base, n)) << "frame " << n;
+  }
+  std::string all, expected;
+  for (int n = 0; n < kAudioChunks; ++n) expected += audio;
+  all.resize(f.getAudioTotalBytes());
+  ASSERT_EQ(all.size(), expected.size());
+  f.readAudio(all.data(), all.size());
+  EXPECT_TRUE(all == expected);
+  if (std::system("ffprobe -version >/dev/null 2>&1") == 0) {
+    const std::string counts = dir.path("counts.txt");
+    ASSERT_EQ(std::system(("ffprobe -v error -select_streams v -count_packets -show_entries "
+                           "stream=nb_read_packets -of csv=p=0 " + path + " > " + counts).c_str()),
+              0);
+    EXPECT_EQ(std::stoi(readWhole(counts)), kFrames);
+  }
+  std::filesystem::remove(path);
+}
+
 }  // namespace
