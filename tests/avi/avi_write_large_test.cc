@@ -1,6 +1,7 @@
-// A written file past 2 GiB: 2400 frames of 640 x 480 at 24 bits make two
-// RIFF segments. The layout stands where the segment arithmetic puts it, and
-// this library, ffmpeg and GStreamer read the frames back.
+// Written files past 2 GiB: 2400 frames of 640 x 480 at 24 bits make two RIFF
+// segments. The layout stands where the segment arithmetic puts it, and this
+// library, ffmpeg and GStreamer read the frames back. One file at a time,
+// removed at the end.
 #include <gtest/gtest.h>
 #include <fcntl.h>
 #include <unistd.h>
