@@ -128,7 +128,12 @@ TEST_F(AviWrite, RatesAndSizesFromSetUp) {
                       {25.0, false, 1000000, 25000000, 40000},
                       {44100.0, true, 97391, 4294943100u, 44100},
                       {48000.0, true, 89478, 4294944000u, 48000},
-                      {22050.4, true, 194779, 4294954861u, 22050}};
+                      {22050.4, true, 194779, 4294954861u, 22050},
+                      // Out of range (infinities from a zero rate): 0. Negative:
+                      // the low 32 bits of the signed 64-bit value.
+                      {0.0, false, 1000000, 0, 0},
+                      {0.0, true, 0, 0, 0},
+                      {-25.0, false, 1000000, 4269967296u, 4294927296u}};
   for (const Row& r : rows) {
     SCOPED_TRACE(r.rate);
     avi::File w;
