@@ -186,7 +186,7 @@ unsigned char File::openInformation(const std::string& path) {
     setError(errors::OPEN_FAILED);
     return 0;
   }
-  fileMode = 0;
+  fileMode = MODE_READ;
   parseFile();
   return errorCode == 0;
 }
@@ -195,7 +195,7 @@ void File::close() {
   if (fileHandle == nullptr) {
     return;
   }
-  if (fileMode == 0) {
+  if (fileMode == MODE_READ) {
     colormap.clear();
     if (needsFlip && rowBuffer != nullptr) {
       std::free(rowBuffer);
