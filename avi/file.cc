@@ -124,6 +124,9 @@ unsigned char File::open(const char* path, const char* mode) {
     case 'r':
       return openRead(path);
     case 'w':
+      // An object that still holds a file lets it go first.
+      close();
+      resetFileState();
       fileMode = 1;
       fileHandle = std::fopen(path, "wb");
       if (fileHandle == nullptr) {
@@ -154,7 +157,7 @@ unsigned char File::openRead(const std::string& path) {
     // The frame size comes from the index: a row larger than the whole file
     // cannot be read anyway, and is not worth allocating. Without the scratch
     // the rows are swapped byte by byte.
-    const std::uint64_t row = videoChunkSize / videoFormat.biHeight;
+    const std::uint64_t row = videoFormat.biHeight == 0 ? 0 : videoChunkSize / videoFormat.biHeight;
     if (row <= streamLength) {
       rowBuffer = static_cast<char*>(std::malloc(row == 0 ? 1 : row));
       if (rowBuffer == nullptr) {
@@ -172,6 +175,10 @@ unsigned char File::openToGetInformation(const char* path) { return openInformat
 unsigned char File::openToGetInformation(std::wstring path) { return openInformation(toUtf8(path)); }
 
 unsigned char File::openInformation(const std::string& path) {
+  // Every open starts from a fresh per-file state, whatever the object read or
+  // wrote before; only the stored failure carries over.
+  close();
+  resetFileState();
   fileName = path;
   fileHandle = std::fopen(path.c_str(), "rb");
   if (fileHandle == nullptr) {
@@ -181,6 +188,60 @@ unsigned char File::openInformation(const std::string& path) {
   fileMode = 0;
   parseFile();
   return errorCode == 0;
+}
+
+void File::resetFileState() {
+  fileMode = 0;
+  moviOffset = 0;
+  hdrlOffset = 0;
+  idx1Offset = 0;
+  strlOffset = 0;
+  videoChunkSize = 0;
+  audioDataSize = 0;
+  audioChunkSize = 0;
+  fileSize = 0;
+  audioPresent = false;
+  videoPresent = false;
+  needsFlip = false;
+  std::free(rowBuffer);
+  rowBuffer = nullptr;
+  mainHeader = MainHeader();
+  for (StreamHeader& h : streamHeaders) {
+    h = StreamHeader();
+  }
+  audioFormat = WaveFormat();
+  videoFormat = BitmapInfoHeader();
+  hasIndex = false;
+  mustUseIndex = false;
+  isInterleaved = false;
+  trustCkType = false;
+  wasCaptureFile = false;
+  protectedContent = false;
+  audioStreamNumber = 0;
+  videoStreamNumber = 0;
+  std::memset(audioChunkTag, 0, sizeof audioChunkTag);
+  std::memset(videoChunkTag, 0, sizeof videoChunkTag);
+  // Swapped with empty vectors so that the memory of a large index goes too.
+  std::vector<IndexEntry>().swap(*audioIndex);
+  std::vector<IndexEntry>().swap(*videoIndex);
+  std::vector<SuperIndexEntry>().swap(*videoSuperIndex);
+  std::vector<SuperIndexEntry>().swap(*audioSuperIndex);
+  videoFramesRead = 0;
+  audioEntryNumber = 0;
+  audioBytesRead = 0;
+  audioEntryPos = 0;
+  legacyIndexWritten = false;
+  firstRiffEnd = 0;
+  firstRiffVideoEntries = 0;
+  firstRiffAudioEntries = 0;
+  firstRiffMoviBytes = 0;
+  laterVideoFrames = 0;
+  curMoviBytes = 0;
+  std::vector<tagRGBQUAD>().swap(colormap);
+  streamLength = 0;
+  rowBufferSize = 0;
+  subIndexBytesRead = 0;
+  indexDepth = 0;
 }
 
 void File::close() {

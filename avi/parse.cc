@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "avi/byte_order.h"
+#include "avi/chunk_reader.h"
 #include "avi/file_io.h"
 #include "rivulet/avi.h"
 
@@ -32,10 +33,8 @@ void File::parseFile() {
     const std::uint64_t end = io::position(fileHandle);
     streamLength = end == std::numeric_limits<std::uint64_t>::max() ? 0 : end;
   }
-  io::seekTo(fileHandle, 0);
-
   unsigned char riff[12];
-  if (!io::readExactly(fileHandle, riff, sizeof riff)) {
+  if (!io::seekTo(fileHandle, 0) || !io::readExactly(fileHandle, riff, sizeof riff)) {
     setError(errors::FREAD_FAILED);
     return;
   }
@@ -55,13 +54,17 @@ void File::parseFile() {
 
   // Top level: lists are not entered, order is free, a later 'hdrl' or 'movi'
   // overrides an earlier one, and the walk ends at 'idx1' or the end of file.
+  // Headers come from a block buffer, so a run of small chunks costs no system
+  // call per chunk.
+  io::ChunkReader reader(fileHandle);
+  reader.seek(sizeof riff);
   for (;;) {
-    const std::uint64_t headerPos = io::position(fileHandle);
+    const std::uint64_t headerPos = reader.position();
     if (headerPos > kWalkReach) {
       break;
     }
-    unsigned char header[12];
-    if (!io::readExactly(fileHandle, header, sizeof header)) {
+    const unsigned char* header = reader.next(12);
+    if (header == nullptr) {
       break;
     }
     const std::uint64_t size = readChunkSize(header + 4);
@@ -76,10 +79,11 @@ void File::parseFile() {
     // Four bytes past the 8-byte header were consumed already. A size of 0 to 3
     // steps back a little, still 8 bytes on from the header.
     const std::int64_t step = static_cast<std::int64_t>(size) - 4;
-    if (step > static_cast<std::int64_t>(kWalkReach) || !io::seekBy(fileHandle, step)) {
+    if (step > static_cast<std::int64_t>(kWalkReach)) {
       setError(errors::SEEK_FAILED);
       return;
     }
+    reader.seek(headerPos + 8 + size);
   }
 
   parseMainHeader();
@@ -97,13 +101,18 @@ void File::parseFile() {
   if (videoIndex->empty() && audioIndex->empty()) {
     parseLegacyIndex();
   }
+  // Frame sizes follow from the bitmap header: one whose frame no chunk of the
+  // file can fill would have the host allocate for nothing. The indexes are
+  // kept, so the stored bytes can still be read raw.
+  if (errorCode == 0 && videoPresent && !headerFrameFitsFile()) {
+    setError(errors::UNSUPPORTED_BITMAP_HEADER);
+  }
 }
 
 void File::parseMainHeader() {
   // With no 'hdrl' this is position 0, where "RIFF" stands instead of "avih".
-  io::seekTo(fileHandle, hdrlOffset);
   unsigned char header[8];
-  if (!io::readExactly(fileHandle, header, sizeof header)) {
+  if (!io::seekTo(fileHandle, hdrlOffset) || !io::readExactly(fileHandle, header, sizeof header)) {
     setError(errors::FREAD_FAILED);
     return;
   }
@@ -156,11 +165,14 @@ void File::parseStreamLists() {
   audioStreamNumber = 0;
   videoStreamNumber = 0;
   std::uint64_t position = strlOffset;
-  std::vector<char> body;
+  // The lists are walked chunk by chunk from the file rather than read whole,
+  // so a large 'indx' is not held in memory while its entries are expanded.
+  io::ChunkReader reader(fileHandle);
+  std::vector<char> record;
   for (unsigned int stream = 0; stream < mainHeader.dwStreams; ++stream) {
-    io::seekTo(fileHandle, position);
+    reader.seek(position);
     unsigned char header[12];
-    if (!io::readExactly(fileHandle, header, sizeof header)) {
+    if (!reader.read(header, sizeof header)) {
       setError(errors::FREAD_FAILED);
       return;
     }
@@ -170,16 +182,10 @@ void File::parseStreamLists() {
       return;
     }
     // A size below 4 makes the body length wrap to a huge value, which the file
-    // cannot hold: the read would come up short, so it is one without
-    // allocating.
+    // cannot hold: the read would come up short, so it is one without reading.
     const std::uint64_t length = readChunkSize(header + 4) - 4;
     const std::uint64_t bodyPos = position + 12;
     if (bodyPos > streamLength || length > streamLength - bodyPos) {
-      setError(errors::FREAD_FAILED);
-      return;
-    }
-    body.resize(length);
-    if (!io::readExactly(fileHandle, body.data(), length)) {
       setError(errors::FREAD_FAILED);
       return;
     }
@@ -187,24 +193,33 @@ void File::parseStreamLists() {
     // The walk goes on after a failure in one chunk; the last failure stands.
     std::uint64_t at = 0;
     while (at < length && length - at >= 8) {
-      const char* id = body.data() + at;
+      reader.seek(bodyPos + at);
+      unsigned char id[8];
+      if (!reader.read(id, sizeof id)) {
+        setError(errors::FREAD_FAILED);
+        return;
+      }
       const std::uint64_t size = readChunkSize(id + 4);
       const std::uint64_t dataAt = at + 8;
       const std::uint64_t available = length - dataAt;
-      // Records are decoded from at least kRecordScratch bytes: where the list
-      // ends sooner, the rest is taken as zero.
-      char scratch[kRecordScratch] = {};
-      const char* data = body.data() + dataAt;
-      if (available < kRecordScratch) {
-        std::memcpy(scratch, data, available);
-        data = scratch;
-      }
-      if (isFourCC(id, "strh")) {
-        parseStreamHeader(stream, data, size);
-      } else if (isFourCC(id, "strf")) {
-        parseStreamFormat(stream, data, size, available);
+      if (isFourCC(id, "strh") || isFourCC(id, "strf")) {
+        // Records are decoded from at least kRecordScratch bytes, taken from
+        // the list as it goes on behind the chunk; where the list ends sooner
+        // the rest is zero.
+        const std::uint64_t wanted = isFourCC(id, "strh") ? kRecordScratch : std::max<std::uint64_t>(size, kRecordScratch);
+        const std::uint64_t take = std::min(available, wanted);
+        record.assign(std::max<std::uint64_t>(take, kRecordScratch), '\0');
+        if (!reader.read(record.data(), take)) {
+          setError(errors::FREAD_FAILED);
+          return;
+        }
+        if (isFourCC(id, "strh")) {
+          parseStreamHeader(stream, record.data(), size);
+        } else {
+          parseStreamFormat(stream, record.data(), size, available);
+        }
       } else if (isFourCC(id, "indx")) {
-        parseStreamIndex(stream, body.data() + dataAt, available);
+        parseStreamIndex(stream, reader, available);
       }
       if (size > length - dataAt) {
         break;
@@ -317,6 +332,21 @@ void File::parseVideoStreamFormat(const char* data, std::uint64_t size, std::uin
     mainHeader.dwHeight = videoFormat.biHeight;
   }
   errorIf2or4or8bitAVIwithNoClrmap();
+}
+
+bool File::headerFrameFitsFile() {
+  // Compressed frames have no size that follows from the header.
+  if ((videoFormat.biCompression & 0xFF) != 0) {
+    return true;
+  }
+  // The smallest stored frame: rows of width * depth bits, unpadded. Each
+  // factor is checked against the file so the product cannot overflow.
+  const std::uint64_t rowBytes = (static_cast<std::uint64_t>(videoFormat.biWidth) * videoFormat.biBitCount + 7) / 8;
+  const std::uint64_t height = videoFormat.biHeight;
+  if (rowBytes == 0 || height == 0) {
+    return true;
+  }
+  return rowBytes <= streamLength && height <= streamLength / rowBytes;
 }
 
 void File::errorIf2or4or8bitAVIwithNoClrmap() {

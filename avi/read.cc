@@ -2,6 +2,7 @@
 // conversions that turn a stored frame into 24-bit bottom-up rows in place.
 #include <algorithm>
 #include <cstring>
+#include <limits>
 #include <vector>
 
 #include "avi/file_io.h"
@@ -9,6 +10,20 @@
 #include "rivulet/avi.h"
 
 namespace avi {
+
+namespace {
+
+// Moves to byte 'into' of an entry's data. False when that position cannot be
+// reached; a base near 2^64 must not wrap round to the start of the file.
+bool seekToEntry(std::FILE* f, const IndexEntry& entry, std::uint64_t into) {
+  const std::uint64_t relative = static_cast<std::uint64_t>(entry.getOffset()) + into;
+  if (entry.getBase() > std::numeric_limits<std::uint64_t>::max() - relative) {
+    return false;
+  }
+  return io::seekTo(f, entry.getBase() + relative);
+}
+
+}  // namespace
 
 void File::readVideoFrame(char* buffer) { readVideoFrame(buffer, INVALID_FRAME_INDEX); }
 
@@ -45,8 +60,9 @@ void File::readVideoFrame(char* buffer, long long frame) {
   // Uncompressed frames all take the size of the first one.
   const bool uncompressed = (videoFormat.biCompression & 0xFF) == 0;
   const std::uint32_t length = uncompressed ? videoChunkSize : entry.getSize();
-  io::seekTo(fileHandle, entry.getAbsoluteOffset());
-  if (!io::readExactly(fileHandle, buffer, length)) {
+  // A frame that cannot be reached is not read at all: a failed seek would
+  // leave the stream wherever it stood.
+  if (!seekToEntry(fileHandle, entry, 0) || !io::readExactly(fileHandle, buffer, length)) {
     setError(errors::FREAD_FAILED);
     return;
   }
@@ -145,8 +161,10 @@ void File::readAudio(char* buffer, std::uint64_t count) {
     return;
   }
   // The end comes from the stream header, not from the sum of the entries.
+  // Nothing is delivered past it, so the end is reached even when the chunks
+  // hold more than the stream header counts.
   const std::uint64_t total = getAudioTotalBytes();
-  if (audioBytesRead == total) {
+  if (audioBytesRead >= total) {
     return;
   }
   std::uint64_t delivered = 0;
@@ -159,9 +177,9 @@ void File::readAudio(char* buffer, std::uint64_t count) {
     }
     const IndexEntry& entry = (*audioIndex)[audioEntryNumber];
     const std::uint64_t left = entry.getSize() - std::min<std::uint64_t>(audioEntryPos, entry.getSize());
-    const std::uint64_t take = std::min(left, remaining);
-    io::seekTo(fileHandle, entry.getAbsoluteOffset() + audioEntryPos);
-    if (!io::readExactly(fileHandle, buffer + delivered, take)) {
+    const std::uint64_t take = std::min({left, remaining, total - audioBytesRead});
+    if (!seekToEntry(fileHandle, entry, audioEntryPos) ||
+        !io::readExactly(fileHandle, buffer + delivered, take)) {
       setError(errors::AUDIO_CHUNKS_MISSING);
       return;
     }
@@ -202,7 +220,8 @@ unsigned int File::getRGB24VideoFrameSize() {
   const std::uint32_t padded = layout::rgb24FrameSize(videoFormat.biWidth, videoFormat.biHeight);
   if (fileMode == 0) {
     if (bits == 2 || bits == 4 || bits == 8 || bits == 16) {
-      return padded;
+      // A header whose frame the file cannot hold asks for no buffer.
+      return headerFrameFitsFile() ? padded : 0;
     }
     if (bits == 24 || bits == 32) {
       return videoChunkSize;
@@ -213,7 +232,7 @@ unsigned int File::getRGB24VideoFrameSize() {
 }
 
 unsigned int File::getIndexedVideoFrameSize() {
-  if (videoFormat.biBitCount != 8) {
+  if (videoFormat.biBitCount != 8 || (fileMode == 0 && !headerFrameFitsFile())) {
     return 0;
   }
   return videoFormat.biHeight * (videoFormat.biWidth + getIndexedPadLength());

@@ -64,6 +64,10 @@
 
 namespace avi {
 
+namespace io {
+class ChunkReader;
+}  // namespace io
+
 namespace errors {
 
 // Codes of the stored failures. The numbers are part of the interface; codes
@@ -306,6 +310,9 @@ class RIVULET_API File {
   static constexpr unsigned int MAX_STREAMS = 8;
 
   void setError(errors::error_T code);
+  // Every per-file field back to its state after construction; the stored
+  // failure, the name and the writer's settings stay.
+  void resetFileState();
   unsigned char openRead(const std::string& path);
   unsigned char openInformation(const std::string& path);
 
@@ -319,15 +326,18 @@ class RIVULET_API File {
   void parseAudioStreamFormat(const char* data, std::uint64_t size);
   void errorIf2or4or8bitAVIwithNoClrmap();
   void errorIfWrongNumFrameForRGB24();
+  // Whether the smallest frame the bitmap header describes fits in the file.
+  bool headerFrameFitsFile();
   void verifySupport();
 
-  // Index reading. 'available' is how many bytes the buffer holds from 'data'.
+  // Index reading. 'available' is how many bytes of the index's chunk (or of
+  // its stream list) the reader may take from its position.
   void parseLegacyIndex();
-  void parseStreamIndex(std::uint64_t stream, const char* data, std::uint64_t available);
+  void parseStreamIndex(std::uint64_t stream, io::ChunkReader& reader, std::uint64_t available);
   aviindex_chunk parseOpenDMLBaseIndex(const char* data);
-  void parseOpenDMLSuperIndex(std::uint64_t stream, const aviindex_chunk& head, const char* data,
+  void parseOpenDMLSuperIndex(std::uint64_t stream, const aviindex_chunk& head, io::ChunkReader& reader,
                               std::uint64_t available);
-  void parseOpenDMLStandardIndex(std::uint64_t stream, const aviindex_chunk& head, const char* data,
+  void parseOpenDMLStandardIndex(std::uint64_t stream, const aviindex_chunk& head, io::ChunkReader& reader,
                                  std::uint64_t available);
   void buildLegacyIndex(const char* tag);
   void verifyIndex();
@@ -338,6 +348,9 @@ class RIVULET_API File {
   void addIndexEntry(unsigned int chunkId, unsigned int offset, unsigned int size, std::uint64_t base);
   void addIndexEntry(const char* chunkId, unsigned int offset, unsigned int size, std::uint64_t base);
   static unsigned int matchStreamNumber(const std::string& text, unsigned int audio, unsigned int video);
+  static unsigned int matchStreamNumber(const char* two, unsigned int audio, unsigned int video);
+  // Whether an entry's size fits in the file, for the kinds of entry kept.
+  bool entrySizeFitsFile(const char* chunkId, unsigned int size);
 
   // Frame layout.
   unsigned int getRgb24PadLength();
