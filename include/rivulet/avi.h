@@ -43,6 +43,32 @@
 //    frame read after openToGetInformation alone is still bottom-up. open
 //    allocates the row scratch only for a row that the file could hold.
 //
+//  - Every open (reading or writing) first closes a file the object still
+//    holds, then starts from the state of a new object: headers, indexes,
+//    colormap, flip flag and read positions of an earlier file are gone. The
+//    stored failure alone carries over, so openToGetInformation still returns
+//    0 after an earlier failure that nothing cleared.
+//  - A frame whose position cannot be reached (a failed seek, or an offset that
+//    overflows 64 bits) stores code 5 and reads nothing; audio likewise stores
+//    code 10.
+//  - readAudio never delivers past the total of the stream header, even when
+//    the chunks hold more: isEndOfAudio() becomes 1 when the total is reached.
+//  - An index entry of a video or audio chunk whose size is larger than the
+//    whole file stores code 45 and is dropped, ending that index, as a video
+//    entry of size 0 does. This holds for idx1, OpenDML and scanned entries of
+//    either stream, whatever number the entry's id carries.
+//  - An uncompressed bitmap header whose smallest frame (width * depth bits,
+//    rows unpadded, times height) is larger than the whole file stores code 18
+//    once the indexes are read (so open returns 0, and the stored frames can
+//    still be read raw); getRGB24VideoFrameSize and getIndexedVideoFrameSize
+//    give 0 for it.
+//
+// Cost on hostile input: the walks over the top level, 'movi' and 'idx1' read
+// blocks, not one chunk per system call; OpenDML indexes are read from the
+// file entry by entry rather than held whole, and the index lists reserve
+// once from counts checked against the file. Opening costs about one pass over
+// the bytes it walks, and at most about 2.5 times the file's bytes in memory.
+//
 // Buffers: readVideoFrame writes getVideoChunkSize() bytes for uncompressed
 // video and getRawVideoFrameSize(frame) bytes for compressed video.
 // readRGB24VideoFrame needs max(getRGB24VideoFrameSize(), getVideoChunkSize())
