@@ -12,7 +12,7 @@
 #include <cstdio>
 #include <cstring>
 #include <limits>
-#include <vector>
+#include <memory>
 
 namespace avi::io {
 
@@ -20,7 +20,11 @@ class ChunkReader {
  public:
   static constexpr std::size_t kBlock = 1u << 17;
 
-  explicit ChunkReader(std::FILE* f) : fd(fileno(f)), buffer(kBlock) {}
+  // 'fileLength' sizes the buffer: a small file needs no full block.
+  ChunkReader(std::FILE* f, std::uint64_t fileLength)
+      : fd(fileno(f)),
+        capacity(fileLength < kBlock ? static_cast<std::size_t>(fileLength) + 16 : kBlock),
+        buffer(new unsigned char[capacity]) {}
 
   std::uint64_t position() const { return pos; }
 
@@ -37,7 +41,7 @@ class ChunkReader {
     return true;
   }
 
-  // The next 'count' bytes (at most kBlock), valid until the next call, or
+  // The next 'count' bytes (at most 16, or the buffer's capacity), valid until the next call, or
   // null on a short read. The position moves past them.
   const unsigned char* next(std::size_t count) {
     if (pos < start || pos - start + count > length) {
@@ -45,7 +49,7 @@ class ChunkReader {
         return nullptr;
       }
     }
-    const unsigned char* p = buffer.data() + (pos - start);
+    const unsigned char* p = buffer.get() + (pos - start);
     pos += count;
     return p;
   }
@@ -57,13 +61,13 @@ class ChunkReader {
       if (pos >= start && pos < start + length) {
         const std::uint64_t have = start + length - pos;
         const std::size_t take = static_cast<std::size_t>(have < count ? have : count);
-        std::memcpy(o, buffer.data() + (pos - start), take);
+        std::memcpy(o, buffer.get() + (pos - start), take);
         o += take;
         pos += take;
         count -= take;
         continue;
       }
-      if (count >= kBlock) {
+      if (count >= capacity) {
         // A large read bypasses the buffer.
         const std::size_t take = static_cast<std::size_t>(count > kMaxRead ? kMaxRead : count);
         const std::size_t got = readAt(o, take, pos);
@@ -106,8 +110,11 @@ class ChunkReader {
   bool fill(std::size_t need) {
     start = pos;
     length = 0;
+    if (need > capacity) {
+      return false;
+    }
     while (length < need) {
-      const std::size_t got = readAt(buffer.data() + length, kBlock - length, start + length);
+      const std::size_t got = readAt(buffer.get() + length, capacity - length, start + length);
       if (got == 0) {
         return false;
       }
@@ -117,7 +124,8 @@ class ChunkReader {
   }
 
   int fd;
-  std::vector<unsigned char> buffer;
+  std::size_t capacity;
+  std::unique_ptr<unsigned char[]> buffer;
   std::uint64_t start = 0;  // file position of buffer[0]
   std::size_t length = 0;   // valid bytes in the buffer
   std::uint64_t pos = 0;

@@ -127,7 +127,7 @@ void File::parseLegacyIndex() {
   if (idx1Offset == 0) {
     return;
   }
-  io::ChunkReader reader(fileHandle);
+  io::ChunkReader reader(fileHandle, streamLength);
   reader.seek(idx1Offset);
   unsigned char sizeField[4];
   if (!reader.read(sizeField, sizeof sizeField)) {
@@ -348,7 +348,7 @@ void File::buildLegacyIndex(const char* tag) {
   }
   // Chunk headers come from a block buffer: a 'movi' list of many small chunks
   // costs no system call per chunk.
-  io::ChunkReader reader(fileHandle);
+  io::ChunkReader reader(fileHandle, streamLength);
   reader.seek(moviOffset - 4);
   const unsigned char* list = reader.next(8);
   if (list == nullptr) {

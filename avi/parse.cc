@@ -56,7 +56,7 @@ void File::parseFile() {
   // overrides an earlier one, and the walk ends at 'idx1' or the end of file.
   // Headers come from a block buffer, so a run of small chunks costs no system
   // call per chunk.
-  io::ChunkReader reader(fileHandle);
+  io::ChunkReader reader(fileHandle, streamLength);
   reader.seek(sizeof riff);
   for (;;) {
     const std::uint64_t headerPos = reader.position();
@@ -167,7 +167,7 @@ void File::parseStreamLists() {
   std::uint64_t position = strlOffset;
   // The lists are walked chunk by chunk from the file rather than read whole,
   // so a large 'indx' is not held in memory while its entries are expanded.
-  io::ChunkReader reader(fileHandle);
+  io::ChunkReader reader(fileHandle, streamLength);
   std::vector<char> record;
   for (unsigned int stream = 0; stream < mainHeader.dwStreams; ++stream) {
     reader.seek(position);
