@@ -16,6 +16,32 @@
 
 namespace avi::io {
 
+// Exactly 'count' bytes at file position 'at', by pread(): one system call
+// for a small read, and the C stream's position and buffer stay untouched.
+// False on a short read or a position past the range of a file position.
+inline bool readAt(std::FILE* f, void* out, std::uint64_t count, std::uint64_t at) {
+  constexpr std::uint64_t kMaxPosition = static_cast<std::uint64_t>(std::numeric_limits<off_t>::max());
+  unsigned char* o = static_cast<unsigned char*>(out);
+  const int fd = fileno(f);
+  while (count > 0) {
+    if (at > kMaxPosition) {
+      return false;
+    }
+    const std::size_t piece = static_cast<std::size_t>(count < (1u << 30) ? count : (1u << 30));
+    const ssize_t n = pread(fd, o, piece, static_cast<off_t>(at));
+    if (n < 0 && errno == EINTR) {
+      continue;
+    }
+    if (n <= 0) {
+      return false;
+    }
+    o += n;
+    at += static_cast<std::uint64_t>(n);
+    count -= static_cast<std::uint64_t>(n);
+  }
+  return true;
+}
+
 class ChunkReader {
  public:
   static constexpr std::size_t kBlock = 1u << 17;
@@ -52,6 +78,19 @@ class ChunkReader {
     const unsigned char* p = buffer.get() + (pos - start);
     pos += count;
     return p;
+  }
+
+  // The bytes buffered from the position on, filling the buffer first when it
+  // holds none; 'count' is 0 at the end of the file. The position stays.
+  const unsigned char* window(std::size_t* count) {
+    if (pos < start || pos >= start + length) {
+      if (!fill(1)) {
+        *count = 0;
+        return nullptr;
+      }
+    }
+    *count = static_cast<std::size_t>(start + length - pos);
+    return buffer.get() + (pos - start);
   }
 
   // Exactly 'count' bytes into 'out'; false on a short read.

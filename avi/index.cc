@@ -359,9 +359,28 @@ void File::buildLegacyIndex(const char* tag) {
   // past the end of the list.
   const std::uint64_t end = readChunkSize(list) + reader.position();
   const unsigned int tagStream = matchStreamNumber(tag, audioStreamNumber, videoStreamNumber);
+  constexpr std::uint64_t kMaxStep = std::numeric_limits<std::int32_t>::max();
   for (;;) {
     if (reader.position() >= end) {
       return;
+    }
+    // A fast run over the headers that lie whole in the buffer and need nothing
+    // but a step: not the tag, and a size the scan can step over.
+    std::size_t have = 0;
+    const unsigned char* window = reader.window(&have);
+    const std::uint64_t limit = end - reader.position();
+    std::uint64_t at = 0;
+    while (at < limit && have >= 8 && at <= have - 8) {
+      const unsigned char* h = window + at;
+      const std::uint64_t size = readChunkSize(h + 4);
+      if (isFourCC(h, tag) || size > kMaxStep) {
+        break;
+      }
+      at += 8 + size;
+    }
+    if (at > 0) {
+      reader.skip(at);
+      continue;
     }
     const unsigned char* header = reader.next(8);
     if (header == nullptr) {
@@ -381,7 +400,7 @@ void File::buildLegacyIndex(const char* tag) {
       }
     }
     // The scan steps with 32-bit seeks: a chunk of 2 GiB or more is beyond it.
-    if (size > static_cast<std::uint64_t>(std::numeric_limits<std::int32_t>::max()) || !reader.skip(size)) {
+    if (size > kMaxStep || !reader.skip(size)) {
       setError(errors::SEEK_FAILED);
       return;
     }

@@ -5,7 +5,7 @@
 #include <limits>
 #include <vector>
 
-#include "avi/file_io.h"
+#include "avi/chunk_reader.h"
 #include "avi/frame_layout.h"
 #include "rivulet/avi.h"
 
@@ -13,14 +13,15 @@ namespace avi {
 
 namespace {
 
-// Moves to byte 'into' of an entry's data. False when that position cannot be
-// reached; a base near 2^64 must not wrap round to the start of the file.
-bool seekToEntry(std::FILE* f, const IndexEntry& entry, std::uint64_t into) {
+// Reads 'count' bytes from byte 'into' of an entry's data. False when they
+// cannot all be read: a short read, or a position that cannot be reached (a
+// base near 2^64 must not wrap round to the start of the file).
+bool readEntry(std::FILE* f, const IndexEntry& entry, std::uint64_t into, char* out, std::uint64_t count) {
   const std::uint64_t relative = static_cast<std::uint64_t>(entry.getOffset()) + into;
   if (entry.getBase() > std::numeric_limits<std::uint64_t>::max() - relative) {
     return false;
   }
-  return io::seekTo(f, entry.getBase() + relative);
+  return io::readAt(f, out, count, entry.getBase() + relative);
 }
 
 }  // namespace
@@ -60,9 +61,9 @@ void File::readVideoFrame(char* buffer, long long frame) {
   // Uncompressed frames all take the size of the first one.
   const bool uncompressed = (videoFormat.biCompression & 0xFF) == 0;
   const std::uint32_t length = uncompressed ? videoChunkSize : entry.getSize();
-  // A frame that cannot be reached is not read at all: a failed seek would
-  // leave the stream wherever it stood.
-  if (!seekToEntry(fileHandle, entry, 0) || !io::readExactly(fileHandle, buffer, length)) {
+  // Read at its own position, so nothing depends on where the stream stood; a
+  // frame that cannot be reached is not read at all.
+  if (!readEntry(fileHandle, entry, 0, buffer, length)) {
     setError(errors::FREAD_FAILED);
     return;
   }
@@ -178,8 +179,7 @@ void File::readAudio(char* buffer, std::uint64_t count) {
     const IndexEntry& entry = (*audioIndex)[audioEntryNumber];
     const std::uint64_t left = entry.getSize() - std::min<std::uint64_t>(audioEntryPos, entry.getSize());
     const std::uint64_t take = std::min({left, remaining, total - audioBytesRead});
-    if (!seekToEntry(fileHandle, entry, audioEntryPos) ||
-        !io::readExactly(fileHandle, buffer + delivered, take)) {
+    if (!readEntry(fileHandle, entry, audioEntryPos, buffer + delivered, take)) {
       setError(errors::AUDIO_CHUNKS_MISSING);
       return;
     }
