@@ -93,7 +93,9 @@ File::File()
       streamLength(0),
       rowBufferSize(0),
       subIndexBytesRead(0),
-      indexDepth(0) {}
+      indexDepth(0),
+      tolerantReading(false),
+      audioIndexBytes(0) {}
 
 File::~File() {
   close();
@@ -149,6 +151,7 @@ unsigned char File::openRead(const std::string& path) {
   }
   verifySupport();
   verifyIndex();
+  countAudioIndexBytes();
   if (needsFlip) {
     // Freed by close; a second open on the same object must not leak the first.
     std::free(rowBuffer);
@@ -187,6 +190,7 @@ unsigned char File::openInformation(const std::string& path) {
   }
   fileMode = 0;
   parseFile();
+  countAudioIndexBytes();
   return errorCode == 0;
 }
 
@@ -242,6 +246,7 @@ void File::resetFileState() {
   rowBufferSize = 0;
   subIndexBytesRead = 0;
   indexDepth = 0;
+  audioIndexBytes = 0;
 }
 
 void File::close() {
@@ -263,11 +268,23 @@ void File::close() {
   videoFramesRead = 0;
 }
 
+void File::countAudioIndexBytes() {
+  audioIndexBytes = 0;
+  for (const IndexEntry& e : *audioIndex) {
+    audioIndexBytes += e.getSize();
+  }
+}
+
 std::uint64_t File::getAudioTotalBytes() {
   // 32-bit arithmetic, widened afterwards.
   const std::uint32_t total = static_cast<std::uint32_t>(audioFormat.nChannels) *
                               streamHeaders[audioStreamNumber].dwLength *
                               static_cast<std::uint32_t>(audioFormat.wBitsPerSample >> 3);
+  // Tolerant reading counts what the chunks hold where the header promises
+  // more, or nothing (a writer that never finished).
+  if (tolerantReading && fileMode == 0 && (total == 0 || total > audioIndexBytes)) {
+    return audioIndexBytes;
+  }
   return total;
 }
 

@@ -145,6 +145,7 @@ void File::parseLegacyIndex() {
   const std::uint64_t held = std::min<std::uint64_t>(entries, streamLength > after ? (streamLength - after) / 16 : 0);
   if (videoPresent) reserveMore(*videoIndex, held);
   if (audioPresent) reserveMore(*audioIndex, held);
+  const std::uint64_t base = tolerantReading && legacyIndexIsAbsolute(entries) ? 0 : moviOffset;
   for (std::uint64_t i = 0; i < entries; ++i) {
     const unsigned char* entry = reader.next(16);
     if (entry == nullptr) {
@@ -158,11 +159,48 @@ void File::parseLegacyIndex() {
       continue;
     }
     // idx1 offsets point at the chunk header, counted from the 'movi' type.
-    addIndexEntry(stream, readLE32(entry), readLE32(entry + 8) + 8, readLE32(entry + 12), moviOffset);
+    addIndexEntry(stream, readLE32(entry), readLE32(entry + 8) + 8, readLE32(entry + 12), base);
     if (errorCode != 0) {
       return;
     }
   }
+}
+
+bool File::legacyIndexIsAbsolute(std::uint64_t entries) {
+  // Decided on the first entry of a kept stream, video before audio: taken
+  // relative to 'movi' its offset must name a chunk header with the entry's
+  // id; when it does not and taken as a file position it does, every offset
+  // is a file position (as GStreamer writes them).
+  io::ChunkReader reader(fileHandle, streamLength);
+  reader.seek(idx1Offset + 4u);
+  std::uint32_t offset = 0;
+  unsigned char id[4] = {};
+  bool found = false;
+  for (std::uint64_t i = 0; i < entries; ++i) {
+    const unsigned char* entry = reader.next(16);
+    if (entry == nullptr) {
+      break;
+    }
+    if (matchStreamNumber(reinterpret_cast<const char*>(entry), audioStreamNumber, videoStreamNumber) == NO_STREAM) {
+      continue;
+    }
+    const bool video = entry[2] == 'd' && (entry[3] == 'b' || entry[3] == 'c');
+    const bool audio = entry[2] == 'w' && entry[3] == 'b';
+    if ((video || (audio && !found))) {
+      offset = readLE32(entry + 8);
+      std::memcpy(id, entry, 4);
+      found = true;
+      if (video) {
+        break;
+      }
+    }
+  }
+  if (!found) {
+    return false;
+  }
+  unsigned char there[4];
+  const bool relative = io::readAt(fileHandle, there, 4, moviOffset + offset) && std::memcmp(there, id, 4) == 0;
+  return !relative && io::readAt(fileHandle, there, 4, offset) && std::memcmp(there, id, 4) == 0;
 }
 
 aviindex_chunk File::parseOpenDMLBaseIndex(const char* data) {
@@ -319,7 +357,10 @@ void File::parseOpenDMLStandardIndex(std::uint64_t stream, const aviindex_chunk&
       setError(errors::FREAD_FAILED);
       return;
     }
-    addIndexEntry(stream, head.dwChunkId, readLE32(entry), readLE32(entry + 4), base);
+    // Bit 31 of the size marks a frame that is not a key frame; tolerant
+    // reading masks it.
+    const std::uint32_t size = readLE32(entry + 4) & (tolerantReading ? 0x7FFFFFFFu : 0xFFFFFFFFu);
+    addIndexEntry(stream, head.dwChunkId, readLE32(entry), size, base);
     if (errorCode != 0) {
       return;
     }
@@ -359,21 +400,30 @@ void File::buildLegacyIndex(const char* tag) {
   // past the end of the list.
   const std::uint64_t end = readChunkSize(list) + reader.position();
   const unsigned int tagStream = matchStreamNumber(tag, audioStreamNumber, videoStreamNumber);
+  // Tolerant reading also takes video chunks of the compressed form ("00dc",
+  // as raw video is often tagged), stops at the end of the file whatever the
+  // list's size says, and drops a last chunk that the file cuts short.
+  char other[5] = {tag[0], tag[1], tag[2], tag[3], 0};
+  if (tolerantReading && tag[2] == 'd' && tag[3] == 'b') {
+    other[3] = 'c';
+  }
+  const std::uint64_t stop = tolerantReading ? std::min(end, streamLength) : end;
+  auto matches = [&](const unsigned char* h) { return isFourCC(h, tag) || isFourCC(h, other); };
   constexpr std::uint64_t kMaxStep = std::numeric_limits<std::int32_t>::max();
   for (;;) {
-    if (reader.position() >= end) {
+    if (reader.position() >= stop) {
       return;
     }
     // A fast run over the headers that lie whole in the buffer and need nothing
     // but a step: not the tag, and a size the scan can step over.
     std::size_t have = 0;
     const unsigned char* window = reader.window(&have);
-    const std::uint64_t limit = end - reader.position();
+    const std::uint64_t limit = stop - reader.position();
     std::uint64_t at = 0;
     while (at < limit && have >= 8 && at <= have - 8) {
       const unsigned char* h = window + at;
       const std::uint64_t size = readChunkSize(h + 4);
-      if (isFourCC(h, tag) || size > kMaxStep) {
+      if (matches(h) || size > kMaxStep) {
         break;
       }
       at += 8 + size;
@@ -384,11 +434,16 @@ void File::buildLegacyIndex(const char* tag) {
     }
     const unsigned char* header = reader.next(8);
     if (header == nullptr) {
-      setError(errors::VIDEO_CHUNKS_MISSING);
+      if (!tolerantReading) {
+        setError(errors::VIDEO_CHUNKS_MISSING);
+      }
       return;
     }
     const std::uint64_t size = readChunkSize(header + 4);
-    if (isFourCC(header, tag)) {
+    if (matches(header)) {
+      if (tolerantReading && readLE32(header + 4) > streamLength - std::min(streamLength, reader.position())) {
+        return;  // cut short by the end of the file
+      }
       // Throws boost::numeric::positive_overflow past 4 GiB into the list.
       const std::uint32_t offset = boost::numeric_cast<std::uint32_t>(reader.position() - moviOffset);
       if (tagStream == NO_STREAM) {

@@ -51,6 +51,9 @@ void File::parseFile() {
     return;
   }
   fileSize = readChunkSize(riff + 4) + 8;
+  if (tolerantReading && readLE32(riff + 4) == 0xFFFFFFFFu) {
+    fileSize = streamLength;
+  }
 
   // Top level: lists are not entered, order is free, a later 'hdrl' or 'movi'
   // overrides an earlier one, and the walk ends at 'idx1' or the end of file.
@@ -89,6 +92,11 @@ void File::parseFile() {
       hdrlOffset = static_cast<std::uint32_t>(headerPos + 12);
     } else if (isFourCC(header, "LIST") && isFourCC(header + 8, "movi")) {
       moviOffset = headerPos + 8;
+      // A streamed file could not go back to write the size: 0xFFFFFFFF runs
+      // to the end of the file, so there is nothing behind the list.
+      if (tolerantReading && readLE32(header + 4) == 0xFFFFFFFFu) {
+        break;
+      }
     } else if (isFourCC(header, "idx1")) {
       idx1Offset = static_cast<std::uint32_t>(headerPos + 4);
       break;
@@ -312,11 +320,22 @@ void File::parseAudioStreamFormat(const char* data, std::uint64_t size) {
   audioFormat.nBlockAlign = readLE16(data + 12);
   audioFormat.wBitsPerSample = readLE16(data + 14);
   audioFormat.cbSize = readLE16(data + 16);
+  // Tolerant reading: WAVE_FORMAT_EXTENSIBLE whose sub-format (the GUID at byte
+  // 24) is PCM is read as PCM.
+  static const unsigned char kPcmGuid[16] = {1, 0, 0, 0, 0, 0, 0x10, 0, 0x80, 0, 0, 0xAA, 0, 0x38, 0x9B, 0x71};
+  if (tolerantReading && audioFormat.wFormatTag == 0xFFFE && size >= 40 &&
+      std::memcmp(data + 24, kPcmGuid, sizeof kPcmGuid) == 0) {
+    audioFormat.wFormatTag = 1;
+  }
 }
 
 void File::parseVideoStreamFormat(const char* data, std::uint64_t size, std::uint64_t available) {
   videoFormat.biSize = readLE32(data);
-  if (videoFormat.biSize != 40) {
+  // Tolerant reading takes a longer bitmap header (extra data) by its first 40
+  // bytes; the colormap then follows the whole header.
+  const std::uint64_t held = std::min(size, available);
+  const bool longer = tolerantReading && videoFormat.biSize > 40 && videoFormat.biSize <= held;
+  if (videoFormat.biSize != 40 && !longer) {
     setError(errors::UNSUPPORTED_BITMAP_HEADER);
     return;
   }
@@ -330,15 +349,15 @@ void File::parseVideoStreamFormat(const char* data, std::uint64_t size, std::uin
   videoFormat.biYPelsPerMeter = readLE32(data + 28);
   videoFormat.biClrUsed = readLE32(data + 32);
   videoFormat.biClrImportant = readLE32(data + 36);
-  if (size > 40) {
-    // Every byte after the first 40 counts as colormap, four to an entry,
+  const std::uint64_t header = videoFormat.biSize;
+  if (size > header) {
+    // Every byte after the header counts as colormap, four to an entry,
     // whatever biClrUsed and the depth say; bytes the list does not hold are
     // not taken.
-    const std::uint64_t bytes = std::min(size, available);
-    const std::uint64_t entries = bytes > 40 ? (bytes - 40) / 4 : 0;
+    const std::uint64_t entries = held > header ? (held - header) / 4 : 0;
     colormap.clear();
     colormap.reserve(entries);
-    const unsigned char* p = reinterpret_cast<const unsigned char*>(data) + 40;
+    const unsigned char* p = reinterpret_cast<const unsigned char*>(data) + header;
     for (std::uint64_t i = 0; i < entries; ++i, p += 4) {
       colormap.push_back(tagRGBQUAD{p[0], p[1], p[2], p[3]});
     }
@@ -383,7 +402,9 @@ void File::errorIfWrongNumFrameForRGB24() {
 }
 
 void File::verifySupport() {
-  if (audioPresent && audioFormat.wBitsPerSample != 8 && audioFormat.wBitsPerSample != 16) {
+  const unsigned int bits = audioFormat.wBitsPerSample;
+  const bool wide = tolerantReading && (bits == 24 || bits == 32);
+  if (audioPresent && bits != 8 && bits != 16 && !wide) {
     setError(errors::UNSUPPORTED_AUDIO_BITS);
     return;
   }

@@ -310,6 +310,12 @@ class RIVULET_API File {
   // Bytes of one stored uncompressed frame: what readVideoFrame writes.
   unsigned int getVideoChunkSize() { return videoChunkSize; }
 
+  // Tolerant reading, off by default: set before open or openToGetInformation
+  // to read the files common writers make that the strict rules refuse or
+  // misread (see the top of this header). It stays set across opens.
+  void setTolerantReading(bool on) { tolerantReading = on; }
+  bool getTolerantReading() { return tolerantReading; }
+
   // Reading. A frame is counted from 0; INVALID_FRAME_INDEX (-1) asks for the
   // next frame of the sequence. Past the end nothing is read and no failure is
   // stored: test isEndOfVideo() first.
@@ -339,6 +345,7 @@ class RIVULET_API File {
   // Every per-file field back to its state after construction; the stored
   // failure, the name and the writer's settings stay.
   void resetFileState();
+  void countAudioIndexBytes();
   unsigned char openRead(const std::string& path);
   unsigned char openInformation(const std::string& path);
 
@@ -359,6 +366,8 @@ class RIVULET_API File {
   // Index reading. 'available' is how many bytes of the index's chunk (or of
   // its stream list) the reader may take from its position.
   void parseLegacyIndex();
+  // Tolerant reading: whether the offsets of 'idx1' are file positions.
+  bool legacyIndexIsAbsolute(std::uint64_t entries);
   void parseStreamIndex(std::uint64_t stream, io::ChunkReader& reader, std::uint64_t available);
   aviindex_chunk parseOpenDMLBaseIndex(const char* data);
   void parseOpenDMLSuperIndex(std::uint64_t stream, const aviindex_chunk& head, io::ChunkReader& reader,
@@ -442,6 +451,10 @@ class RIVULET_API File {
   std::uint64_t rowBufferSize;
   std::uint64_t subIndexBytesRead;
   unsigned int indexDepth;
+
+  // Tolerant reading: the setting, and the bytes that the audio entries hold.
+  bool tolerantReading;
+  std::uint64_t audioIndexBytes;
 };
 
 }  // namespace avi
