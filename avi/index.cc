@@ -301,7 +301,12 @@ void File::parseOpenDMLSuperIndex(std::uint64_t stream, const aviindex_chunk& he
     const std::uint64_t offset = readLE64(entry);
     const std::uint32_t size = readLE32(entry + 8);
     if (!inFile(offset, size)) {
-      setError(errors::FREAD_FAILED);
+      // A file cut short loses the indexes written at the end of its lists;
+      // tolerant reading keeps what came before and lets the scan find the
+      // rest.
+      if (!tolerantReading) {
+        setError(errors::FREAD_FAILED);
+      }
       return;
     }
     if (size < 8 + kIndexHead || size > streamLength - subIndexBytesRead) {
@@ -379,6 +384,11 @@ void File::verifyIndex() {
   }
   if (audioPresent && audioIndex->empty()) {
     buildLegacyIndex(audioChunkTag);
+  }
+  // Tolerant reading counts only the frames that chunks hold, not the
+  // header's promise.
+  if (tolerantReading && videoPresent && videoIndex->empty()) {
+    mainHeader.dwTotalFrames = 0;
   }
 }
 
