@@ -69,6 +69,31 @@
 // once from counts checked against the file. Opening costs about one pass over
 // the bytes it walks, and at most about 2.5 times the file's bytes in memory.
 //
+// Tolerant reading (setTolerantReading(true) before opening; off by default,
+// where everything above holds unchanged) also reads:
+//  - Streamed files: a RIFF or 'movi' size of 0xFFFFFFFF runs to the end of
+//    the file (the top-level walk stops at such a 'movi').
+//  - Video chunks of either form, "0Ndb" and "0Ndc", in the scan of 'movi'.
+//  - Files cut short: the scan stops at the end of the file without a code,
+//    a last chunk the file cuts short is dropped, an OpenDML sub-index that
+//    lies past the end is left out without a code (the scan then finds the
+//    chunks); getVideoTotalFrames() counts the frames found (0 when none),
+//    and getAudioTotalBytes() gives the bytes the audio chunks hold whenever
+//    the stream header counts none or more than that.
+//  - 'idx1' with file positions for offsets: decided on the first entry of a
+//    kept stream (video first). When its offset taken from 'movi' does not
+//    name a chunk header with the entry's id and taken as a file position it
+//    does, every offset is taken as a file position.
+//  - WAVE_FORMAT_EXTENSIBLE (0xFFFE) whose sub-format is PCM is read as PCM
+//    (isAudioCompressed() is 0), and audio of 24 and 32 bits is accepted;
+//    getAudioBitsPerSample() gives the container's bits.
+//  - A bitmap header longer than 40 bytes: its first 40 bytes are read, the
+//    rest of the header skipped, and any colormap taken from behind it.
+//  - OpenDML standard index entries with bit 31 of the size set (not a key
+//    frame): the bit is masked and the entry kept.
+// Not handled yet: 8-bit grey video without a colormap (Y800) and 16-bit
+// frames of odd width with their true row stride.
+//
 // Buffers: readVideoFrame writes getVideoChunkSize() bytes for uncompressed
 // video and getRawVideoFrameSize(frame) bytes for compressed video.
 // readRGB24VideoFrame needs max(getRGB24VideoFrameSize(), getVideoChunkSize())
