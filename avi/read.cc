@@ -119,16 +119,20 @@ bool File::expandToRgb24(char* frame) {
         layout::indexedToRgb24(frame, videoChunkSize, rgb24Size, colormap.data(), colormap.size());
       }
       return true;
-    case 16:
-      if (!layout::fitsRgb555(width, height, videoChunkSize, capacity)) {
+    case 16: {
+      // Tolerant reading takes odd-width rows with their true stride, 2 * width
+      // rounded up to four bytes, as writers store them.
+      const std::size_t trueStride = tolerantReading && (width & 1) ? (2 * static_cast<std::size_t>(width) + 3) / 4 * 4 : 0;
+      if (!layout::fitsRgb555(width, height, videoChunkSize, capacity, trueStride)) {
         return false;
       }
       if (padded) {
-        layout::rgb555ToRgb24WPad(frame, width, height, rgb24Size);
+        layout::rgb555ToRgb24WPad(frame, width, height, rgb24Size, trueStride);
       } else {
         layout::rgb555ToRgb24(frame, videoChunkSize, rgb24Size);
       }
       return true;
+    }
     case 32:
       if (!layout::fitsRgb32(width, height, videoChunkSize, capacity)) {
         return false;

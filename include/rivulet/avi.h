@@ -91,8 +91,9 @@
 //    rest of the header skipped, and any colormap taken from behind it.
 //  - OpenDML standard index entries with bit 31 of the size set (not a key
 //    frame): the bit is masked and the entry kept.
-// Not handled yet: 8-bit grey video without a colormap (Y800) and 16-bit
-// frames of odd width with their true row stride.
+//  - 16-bit frames of odd width are expanded from their true row stride,
+//    2 * width rounded up to four bytes, as writers store them.
+// Not handled yet: 8-bit grey video without a colormap (Y800).
 //
 // Buffers: readVideoFrame writes getVideoChunkSize() bytes for uncompressed
 // video and getRawVideoFrameSize(frame) bytes for compressed video.

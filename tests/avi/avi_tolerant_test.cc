@@ -176,6 +176,43 @@ TEST_F(AviTolerant, FilesCutShort) {
   }
 }
 
+// 16-bit frames of odd width as ffmpeg stores them, rows padded to four bytes:
+// expanded from their true stride by the 16-bit rule (five bits to the top of
+// each byte); the default stride runs past the frame, which is refused.
+TEST_F(AviTolerant, SixteenBitOddWidths) {
+  for (unsigned width : {1u, 3u, 5u, 7u}) {
+    SCOPED_TRACE(width);
+    const std::string path = dir.path("w" + std::to_string(width) + ".avi");
+    ASSERT_TRUE(run("ffmpeg -v error -y -f lavfi -i testsrc=size=" + std::to_string(width) +
+                    "x3:rate=5 -c:v rawvideo -pix_fmt rgb555le -t 0.4 " + path));
+    avi::File t, d;
+    t.setTolerantReading(true);
+    ASSERT_EQ(t.open(path.c_str(), "r"), 1);
+    d.open(path.c_str(), "r");
+    const std::size_t stride = (2 * width + 3) / 4 * 4, row = (3 * width + 3) / 4 * 4;
+    ASSERT_EQ(t.getVideoChunkSize(), 3 * stride);
+    for (long long n = 0; n < static_cast<long long>(t.getVideoTotalFrames()); ++n) {
+      std::string raw(t.getVideoChunkSize(), '\0'), rgb(std::max<std::size_t>(t.getRGB24VideoFrameSize(), raw.size()), '\0');
+      t.readVideoFrame(raw.data(), n);
+      t.readRGB24VideoFrame(rgb.data(), n);
+      ASSERT_EQ(t.getErrorCode(), 0u) << t.getErrorMsg();
+      for (unsigned r = 0; r < 3; ++r) {
+        for (unsigned c = 0; c < width; ++c) {
+          const unsigned p = static_cast<unsigned char>(raw[r * stride + 2 * c]) |
+                             static_cast<unsigned char>(raw[r * stride + 2 * c + 1]) << 8;
+          const unsigned char want[3] = {static_cast<unsigned char>((p << 3) & 0xF8),
+                                         static_cast<unsigned char>((p >> 2) & 0xF8),
+                                         static_cast<unsigned char>((p >> 7) & 0xF8)};
+          ASSERT_EQ(rgb.substr(r * row + 3 * c, 3), std::string(reinterpret_cast<const char*>(want), 3))
+              << "frame " << n << " row " << r << " pixel " << c;
+        }
+      }
+      d.readRGB24VideoFrame(rgb.data(), n);
+      EXPECT_EQ(d.getErrorCode(), width == 1 ? 11u : 0u);
+    }
+  }
+}
+
 // Cases no writer at hand makes, on built files: a longer bitmap header and an
 // OpenDML entry marked as no key frame; refused by default, read tolerantly.
 TEST_F(AviTolerant, LongerBitmapHeaderAndDeltaFrames) {
