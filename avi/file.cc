@@ -100,7 +100,9 @@ File::File()
       audioDeclared(false),
       chunksWritten(false),
       writeFailed(false),
-      provisionalHeader(false) {}
+      provisionalHeader(false),
+      tolerantReading(false),
+      audioIndexBytes(0) {}
 
 File::~File() {
   close();
@@ -131,6 +133,9 @@ unsigned char File::open(const char* path, const char* mode) {
     case 'r':
       return openRead(path);
     case 'w':
+      // An object that still holds a file lets it go first.
+      close();
+      resetFileState();
       fileMode = MODE_WRITE;
       resetWriter();
       fileHandle = std::fopen(path, "wb");
@@ -154,6 +159,7 @@ unsigned char File::openRead(const std::string& path) {
   }
   verifySupport();
   verifyIndex();
+  countAudioIndexBytes();
   if (needsFlip) {
     // Freed by close; a second open on the same object must not leak the first.
     std::free(rowBuffer);
@@ -162,7 +168,7 @@ unsigned char File::openRead(const std::string& path) {
     // The frame size comes from the index: a row larger than the whole file
     // cannot be read anyway, and is not worth allocating. Without the scratch
     // the rows are swapped byte by byte.
-    const std::uint64_t row = videoChunkSize / videoFormat.biHeight;
+    const std::uint64_t row = videoFormat.biHeight == 0 ? 0 : videoChunkSize / videoFormat.biHeight;
     if (row <= streamLength) {
       rowBuffer = static_cast<char*>(std::malloc(row == 0 ? 1 : row));
       if (rowBuffer == nullptr) {
@@ -180,6 +186,10 @@ unsigned char File::openToGetInformation(const char* path) { return openInformat
 unsigned char File::openToGetInformation(std::wstring path) { return openInformation(toUtf8(path)); }
 
 unsigned char File::openInformation(const std::string& path) {
+  // Every open starts from a fresh per-file state, whatever the object read or
+  // wrote before; only the stored failure carries over.
+  close();
+  resetFileState();
   fileName = path;
   fileHandle = std::fopen(path.c_str(), "rb");
   if (fileHandle == nullptr) {
@@ -188,7 +198,63 @@ unsigned char File::openInformation(const std::string& path) {
   }
   fileMode = MODE_READ;
   parseFile();
+  countAudioIndexBytes();
   return errorCode == 0;
+}
+
+void File::resetFileState() {
+  fileMode = MODE_READ;
+  moviOffset = 0;
+  hdrlOffset = 0;
+  idx1Offset = 0;
+  strlOffset = 0;
+  videoChunkSize = 0;
+  audioDataSize = 0;
+  audioChunkSize = 0;
+  fileSize = 0;
+  audioPresent = false;
+  videoPresent = false;
+  needsFlip = false;
+  std::free(rowBuffer);
+  rowBuffer = nullptr;
+  mainHeader = MainHeader();
+  for (StreamHeader& h : streamHeaders) {
+    h = StreamHeader();
+  }
+  audioFormat = WaveFormat();
+  videoFormat = BitmapInfoHeader();
+  hasIndex = false;
+  mustUseIndex = false;
+  isInterleaved = false;
+  trustCkType = false;
+  wasCaptureFile = false;
+  protectedContent = false;
+  audioStreamNumber = 0;
+  videoStreamNumber = 0;
+  std::memset(audioChunkTag, 0, sizeof audioChunkTag);
+  std::memset(videoChunkTag, 0, sizeof videoChunkTag);
+  // Swapped with empty vectors so that the memory of a large index goes too.
+  std::vector<IndexEntry>().swap(*audioIndex);
+  std::vector<IndexEntry>().swap(*videoIndex);
+  std::vector<SuperIndexEntry>().swap(*videoSuperIndex);
+  std::vector<SuperIndexEntry>().swap(*audioSuperIndex);
+  videoFramesRead = 0;
+  audioEntryNumber = 0;
+  audioBytesRead = 0;
+  audioEntryPos = 0;
+  legacyIndexWritten = false;
+  firstRiffEnd = 0;
+  firstRiffVideoEntries = 0;
+  firstRiffAudioEntries = 0;
+  firstRiffMoviBytes = 0;
+  laterVideoFrames = 0;
+  curMoviBytes = 0;
+  std::vector<tagRGBQUAD>().swap(colormap);
+  streamLength = 0;
+  rowBufferSize = 0;
+  subIndexBytesRead = 0;
+  indexDepth = 0;
+  audioIndexBytes = 0;
 }
 
 void File::close() {
@@ -221,11 +287,23 @@ void File::close() {
   videoFramesRead = 0;
 }
 
+void File::countAudioIndexBytes() {
+  audioIndexBytes = 0;
+  for (const IndexEntry& e : *audioIndex) {
+    audioIndexBytes += e.getSize();
+  }
+}
+
 std::uint64_t File::getAudioTotalBytes() {
   // 32-bit arithmetic, widened afterwards.
   const std::uint32_t total = static_cast<std::uint32_t>(audioFormat.nChannels) *
                               streamHeaders[audioStreamNumber].dwLength *
                               static_cast<std::uint32_t>(audioFormat.wBitsPerSample >> 3);
+  // Tolerant reading counts what the chunks hold where the header promises
+  // more, or nothing (a writer that never finished).
+  if (tolerantReading && fileMode == MODE_READ && (total == 0 || total > audioIndexBytes)) {
+    return audioIndexBytes;
+  }
   return total;
 }
 

@@ -175,12 +175,15 @@ void rgb555ToRgb24(char* frame, std::uint32_t frameSize, std::uint32_t rgb24Size
   }
 }
 
-void rgb555ToRgb24WPad(char* frame, std::uint32_t width, std::uint32_t height, std::uint32_t rgb24Size) {
+void rgb555ToRgb24WPad(char* frame, std::uint32_t width, std::uint32_t height, std::uint32_t rgb24Size,
+                       std::size_t trueStride) {
   // The source stride adds the pad byte count to the width in pixels before
   // doubling: 2 * width + 4 for an odd width, where the stored row takes
-  // 2 * width + 2. Source row r starts at r * stride.
+  // 2 * width + 2 (what a non-zero trueStride gives). Source row r starts at
+  // r * stride.
   unsigned char* out = reinterpret_cast<unsigned char*>(frame);
-  const std::size_t stride = 2 * (static_cast<std::size_t>(width) + rgb555PadLength(width));
+  const std::size_t stride =
+      trueStride != 0 ? trueStride : 2 * (static_cast<std::size_t>(width) + rgb555PadLength(width));
   const unsigned int pad = rgb24PadLength(width);
   std::size_t end = rgb24Size;
   for (std::uint32_t r = height; r-- > 0;) {
@@ -270,13 +273,15 @@ bool fitsRgb32(std::uint32_t width, std::uint32_t height, std::uint32_t frameSiz
   return reads <= capacity && wideRgb24FrameSize(width, height) <= capacity;
 }
 
-bool fitsRgb555(std::uint32_t width, std::uint32_t height, std::uint32_t frameSize, std::uint64_t capacity) {
+bool fitsRgb555(std::uint32_t width, std::uint32_t height, std::uint32_t frameSize, std::uint64_t capacity,
+                std::uint64_t trueStride) {
   const std::uint32_t rgb24Size = rgb24FrameSize(width, height);
   if (rgb24PadLength(width) == 0) {
     const std::uint64_t pixels = frameSize / 2;
     return 3 * pixels <= rgb24Size && frameSize <= capacity && rgb24Size <= capacity;
   }
-  const std::uint64_t stride = 2 * (static_cast<std::uint64_t>(width) + rgb555PadLength(width));
+  const std::uint64_t stride =
+      trueStride != 0 ? trueStride : 2 * (static_cast<std::uint64_t>(width) + rgb555PadLength(width));
   return wideRgb24FrameSize(width, height) <= rgb24Size && rgb24Size <= capacity &&
          rowReadExtent(height, stride, 2ull * width) <= capacity;
 }

@@ -54,7 +54,10 @@ inline void expandRgb555(std::uint16_t p, unsigned char* out) {
 // 16-bit pixels to 24 bits, backwards from the last pixel. rgb24Size is the
 // padded 24-bit frame size, where the destination ends.
 void rgb555ToRgb24(char* frame, std::uint32_t frameSize, std::uint32_t rgb24Size);
-void rgb555ToRgb24WPad(char* frame, std::uint32_t width, std::uint32_t height, std::uint32_t rgb24Size);
+// A non-zero trueStride replaces the source stride (tolerant reading: rows of
+// 2 * width bytes rounded up to four).
+void rgb555ToRgb24WPad(char* frame, std::uint32_t width, std::uint32_t height, std::uint32_t rgb24Size,
+                       std::size_t trueStride = 0);
 
 // Palette lookup of one byte per pixel, backwards from the last pixel. An index
 // past the colormap gives black.
@@ -67,7 +70,8 @@ void indexedToRgb24WPad(char* frame, std::uint32_t width, std::uint32_t height, 
 // all its reads and writes in 'capacity' bytes. The WPad forms serve when
 // rgb24PadLength(width) is not 0.
 bool fitsRgb32(std::uint32_t width, std::uint32_t height, std::uint32_t frameSize, std::uint64_t capacity);
-bool fitsRgb555(std::uint32_t width, std::uint32_t height, std::uint32_t frameSize, std::uint64_t capacity);
+bool fitsRgb555(std::uint32_t width, std::uint32_t height, std::uint32_t frameSize, std::uint64_t capacity,
+                std::uint64_t trueStride = 0);
 bool fitsIndexed(std::uint32_t width, std::uint32_t height, std::uint32_t frameSize, std::uint64_t capacity);
 
 }  // namespace avi::layout

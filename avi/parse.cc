@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "avi/byte_order.h"
+#include "avi/chunk_reader.h"
 #include "avi/file_io.h"
 #include "rivulet/avi.h"
 
@@ -32,10 +33,8 @@ void File::parseFile() {
     const std::uint64_t end = io::position(fileHandle);
     streamLength = end == std::numeric_limits<std::uint64_t>::max() ? 0 : end;
   }
-  io::seekTo(fileHandle, 0);
-
   unsigned char riff[12];
-  if (!io::readExactly(fileHandle, riff, sizeof riff)) {
+  if (!io::seekTo(fileHandle, 0) || !io::readExactly(fileHandle, riff, sizeof riff)) {
     setError(errors::FREAD_FAILED);
     return;
   }
@@ -52,16 +51,40 @@ void File::parseFile() {
     return;
   }
   fileSize = readChunkSize(riff + 4) + 8;
+  if (tolerantReading && readLE32(riff + 4) == 0xFFFFFFFFu) {
+    fileSize = streamLength;
+  }
 
   // Top level: lists are not entered, order is free, a later 'hdrl' or 'movi'
   // overrides an earlier one, and the walk ends at 'idx1' or the end of file.
+  // Headers come from a block buffer, so a run of small chunks costs no system
+  // call per chunk.
+  io::ChunkReader reader(fileHandle, streamLength);
+  reader.seek(sizeof riff);
   for (;;) {
-    const std::uint64_t headerPos = io::position(fileHandle);
+    // A fast run over the headers that lie whole in the buffer and need nothing
+    // but a step: no list, no 'idx1', within the walk's reach.
+    std::size_t have = 0;
+    const unsigned char* window = reader.window(&have);
+    std::uint64_t at = 0;
+    while (have >= 12 && at <= have - 12 && reader.position() + at <= kWalkReach) {
+      const unsigned char* h = window + at;
+      const std::uint64_t size = readChunkSize(h + 4);
+      if (isFourCC(h, "LIST") || isFourCC(h, "idx1") || size > kWalkReach) {
+        break;
+      }
+      at += 8 + size;
+    }
+    if (at > 0) {
+      reader.skip(at);
+      continue;
+    }
+    const std::uint64_t headerPos = reader.position();
     if (headerPos > kWalkReach) {
       break;
     }
-    unsigned char header[12];
-    if (!io::readExactly(fileHandle, header, sizeof header)) {
+    const unsigned char* header = reader.next(12);
+    if (header == nullptr) {
       break;
     }
     const std::uint64_t size = readChunkSize(header + 4);
@@ -69,6 +92,11 @@ void File::parseFile() {
       hdrlOffset = static_cast<std::uint32_t>(headerPos + 12);
     } else if (isFourCC(header, "LIST") && isFourCC(header + 8, "movi")) {
       moviOffset = headerPos + 8;
+      // A streamed file could not go back to write the size: 0xFFFFFFFF runs
+      // to the end of the file, so there is nothing behind the list.
+      if (tolerantReading && readLE32(header + 4) == 0xFFFFFFFFu) {
+        break;
+      }
     } else if (isFourCC(header, "idx1")) {
       idx1Offset = static_cast<std::uint32_t>(headerPos + 4);
       break;
@@ -76,10 +104,11 @@ void File::parseFile() {
     // Four bytes past the 8-byte header were consumed already. A size of 0 to 3
     // steps back a little, still 8 bytes on from the header.
     const std::int64_t step = static_cast<std::int64_t>(size) - 4;
-    if (step > static_cast<std::int64_t>(kWalkReach) || !io::seekBy(fileHandle, step)) {
+    if (step > static_cast<std::int64_t>(kWalkReach)) {
       setError(errors::SEEK_FAILED);
       return;
     }
+    reader.seek(headerPos + 8 + size);
   }
 
   parseMainHeader();
@@ -97,13 +126,18 @@ void File::parseFile() {
   if (videoIndex->empty() && audioIndex->empty()) {
     parseLegacyIndex();
   }
+  // Frame sizes follow from the bitmap header: one whose frame no chunk of the
+  // file can fill would have the host allocate for nothing. The indexes are
+  // kept, so the stored bytes can still be read raw.
+  if (errorCode == 0 && videoPresent && !headerFrameFitsFile()) {
+    setError(errors::UNSUPPORTED_BITMAP_HEADER);
+  }
 }
 
 void File::parseMainHeader() {
   // With no 'hdrl' this is position 0, where "RIFF" stands instead of "avih".
-  io::seekTo(fileHandle, hdrlOffset);
   unsigned char header[8];
-  if (!io::readExactly(fileHandle, header, sizeof header)) {
+  if (!io::seekTo(fileHandle, hdrlOffset) || !io::readExactly(fileHandle, header, sizeof header)) {
     setError(errors::FREAD_FAILED);
     return;
   }
@@ -156,11 +190,14 @@ void File::parseStreamLists() {
   audioStreamNumber = 0;
   videoStreamNumber = 0;
   std::uint64_t position = strlOffset;
-  std::vector<char> body;
+  // The lists are walked chunk by chunk from the file rather than read whole,
+  // so a large 'indx' is not held in memory while its entries are expanded.
+  io::ChunkReader reader(fileHandle, streamLength);
+  std::vector<char> record;
   for (unsigned int stream = 0; stream < mainHeader.dwStreams; ++stream) {
-    io::seekTo(fileHandle, position);
+    reader.seek(position);
     unsigned char header[12];
-    if (!io::readExactly(fileHandle, header, sizeof header)) {
+    if (!reader.read(header, sizeof header)) {
       setError(errors::FREAD_FAILED);
       return;
     }
@@ -170,16 +207,10 @@ void File::parseStreamLists() {
       return;
     }
     // A size below 4 makes the body length wrap to a huge value, which the file
-    // cannot hold: the read would come up short, so it is one without
-    // allocating.
+    // cannot hold: the read would come up short, so it is one without reading.
     const std::uint64_t length = readChunkSize(header + 4) - 4;
     const std::uint64_t bodyPos = position + 12;
     if (bodyPos > streamLength || length > streamLength - bodyPos) {
-      setError(errors::FREAD_FAILED);
-      return;
-    }
-    body.resize(length);
-    if (!io::readExactly(fileHandle, body.data(), length)) {
       setError(errors::FREAD_FAILED);
       return;
     }
@@ -187,24 +218,33 @@ void File::parseStreamLists() {
     // The walk goes on after a failure in one chunk; the last failure stands.
     std::uint64_t at = 0;
     while (at < length && length - at >= 8) {
-      const char* id = body.data() + at;
+      reader.seek(bodyPos + at);
+      unsigned char id[8];
+      if (!reader.read(id, sizeof id)) {
+        setError(errors::FREAD_FAILED);
+        return;
+      }
       const std::uint64_t size = readChunkSize(id + 4);
       const std::uint64_t dataAt = at + 8;
       const std::uint64_t available = length - dataAt;
-      // Records are decoded from at least kRecordScratch bytes: where the list
-      // ends sooner, the rest is taken as zero.
-      char scratch[kRecordScratch] = {};
-      const char* data = body.data() + dataAt;
-      if (available < kRecordScratch) {
-        std::memcpy(scratch, data, available);
-        data = scratch;
-      }
-      if (isFourCC(id, "strh")) {
-        parseStreamHeader(stream, data, size);
-      } else if (isFourCC(id, "strf")) {
-        parseStreamFormat(stream, data, size, available);
+      if (isFourCC(id, "strh") || isFourCC(id, "strf")) {
+        // Records are decoded from at least kRecordScratch bytes, taken from
+        // the list as it goes on behind the chunk; where the list ends sooner
+        // the rest is zero.
+        const std::uint64_t wanted = isFourCC(id, "strh") ? kRecordScratch : std::max<std::uint64_t>(size, kRecordScratch);
+        const std::uint64_t take = std::min(available, wanted);
+        record.assign(std::max<std::uint64_t>(take, kRecordScratch), '\0');
+        if (!reader.read(record.data(), take)) {
+          setError(errors::FREAD_FAILED);
+          return;
+        }
+        if (isFourCC(id, "strh")) {
+          parseStreamHeader(stream, record.data(), size);
+        } else {
+          parseStreamFormat(stream, record.data(), size, available);
+        }
       } else if (isFourCC(id, "indx")) {
-        parseStreamIndex(stream, body.data() + dataAt, available);
+        parseStreamIndex(stream, reader, available);
       }
       if (size > length - dataAt) {
         break;
@@ -280,11 +320,22 @@ void File::parseAudioStreamFormat(const char* data, std::uint64_t size) {
   audioFormat.nBlockAlign = readLE16(data + 12);
   audioFormat.wBitsPerSample = readLE16(data + 14);
   audioFormat.cbSize = readLE16(data + 16);
+  // Tolerant reading: WAVE_FORMAT_EXTENSIBLE whose sub-format (the GUID at byte
+  // 24) is PCM is read as PCM.
+  static const unsigned char kPcmGuid[16] = {1, 0, 0, 0, 0, 0, 0x10, 0, 0x80, 0, 0, 0xAA, 0, 0x38, 0x9B, 0x71};
+  if (tolerantReading && audioFormat.wFormatTag == 0xFFFE && size >= 40 &&
+      std::memcmp(data + 24, kPcmGuid, sizeof kPcmGuid) == 0) {
+    audioFormat.wFormatTag = 1;
+  }
 }
 
 void File::parseVideoStreamFormat(const char* data, std::uint64_t size, std::uint64_t available) {
   videoFormat.biSize = readLE32(data);
-  if (videoFormat.biSize != 40) {
+  // Tolerant reading takes a longer bitmap header (extra data) by its first 40
+  // bytes; the colormap then follows the whole header.
+  const std::uint64_t held = std::min(size, available);
+  const bool longer = tolerantReading && videoFormat.biSize > 40 && videoFormat.biSize <= held;
+  if (videoFormat.biSize != 40 && !longer) {
     setError(errors::UNSUPPORTED_BITMAP_HEADER);
     return;
   }
@@ -298,15 +349,15 @@ void File::parseVideoStreamFormat(const char* data, std::uint64_t size, std::uin
   videoFormat.biYPelsPerMeter = readLE32(data + 28);
   videoFormat.biClrUsed = readLE32(data + 32);
   videoFormat.biClrImportant = readLE32(data + 36);
-  if (size > 40) {
-    // Every byte after the first 40 counts as colormap, four to an entry,
+  const std::uint64_t header = videoFormat.biSize;
+  if (size > header) {
+    // Every byte after the header counts as colormap, four to an entry,
     // whatever biClrUsed and the depth say; bytes the list does not hold are
     // not taken.
-    const std::uint64_t bytes = std::min(size, available);
-    const std::uint64_t entries = bytes > 40 ? (bytes - 40) / 4 : 0;
+    const std::uint64_t entries = held > header ? (held - header) / 4 : 0;
     colormap.clear();
     colormap.reserve(entries);
-    const unsigned char* p = reinterpret_cast<const unsigned char*>(data) + 40;
+    const unsigned char* p = reinterpret_cast<const unsigned char*>(data) + header;
     for (std::uint64_t i = 0; i < entries; ++i, p += 4) {
       colormap.push_back(tagRGBQUAD{p[0], p[1], p[2], p[3]});
     }
@@ -317,6 +368,21 @@ void File::parseVideoStreamFormat(const char* data, std::uint64_t size, std::uin
     mainHeader.dwHeight = videoFormat.biHeight;
   }
   errorIf2or4or8bitAVIwithNoClrmap();
+}
+
+bool File::headerFrameFitsFile() {
+  // Compressed frames have no size that follows from the header.
+  if ((videoFormat.biCompression & 0xFF) != 0) {
+    return true;
+  }
+  // The smallest stored frame: rows of width * depth bits, unpadded. Each
+  // factor is checked against the file so the product cannot overflow.
+  const std::uint64_t rowBytes = (static_cast<std::uint64_t>(videoFormat.biWidth) * videoFormat.biBitCount + 7) / 8;
+  const std::uint64_t height = videoFormat.biHeight;
+  if (rowBytes == 0 || height == 0) {
+    return true;
+  }
+  return rowBytes <= streamLength && height <= streamLength / rowBytes;
 }
 
 void File::errorIf2or4or8bitAVIwithNoClrmap() {
@@ -336,7 +402,9 @@ void File::errorIfWrongNumFrameForRGB24() {
 }
 
 void File::verifySupport() {
-  if (audioPresent && audioFormat.wBitsPerSample != 8 && audioFormat.wBitsPerSample != 16) {
+  const unsigned int bits = audioFormat.wBitsPerSample;
+  const bool wide = tolerantReading && (bits == 24 || bits == 32);
+  if (audioPresent && bits != 8 && bits != 16 && !wide) {
     setError(errors::UNSUPPORTED_AUDIO_BITS);
     return;
   }

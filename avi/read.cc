@@ -2,13 +2,29 @@
 // conversions that turn a stored frame into 24-bit bottom-up rows in place.
 #include <algorithm>
 #include <cstring>
+#include <limits>
 #include <vector>
 
-#include "avi/file_io.h"
+#include "avi/chunk_reader.h"
 #include "avi/frame_layout.h"
 #include "rivulet/avi.h"
 
 namespace avi {
+
+namespace {
+
+// Reads 'count' bytes from byte 'into' of an entry's data. False when they
+// cannot all be read: a short read, or a position that cannot be reached (a
+// base near 2^64 must not wrap round to the start of the file).
+bool readEntry(std::FILE* f, const IndexEntry& entry, std::uint64_t into, char* out, std::uint64_t count) {
+  const std::uint64_t relative = static_cast<std::uint64_t>(entry.getOffset()) + into;
+  if (entry.getBase() > std::numeric_limits<std::uint64_t>::max() - relative) {
+    return false;
+  }
+  return io::readAt(f, out, count, entry.getBase() + relative);
+}
+
+}  // namespace
 
 void File::readVideoFrame(char* buffer) { readVideoFrame(buffer, INVALID_FRAME_INDEX); }
 
@@ -45,8 +61,9 @@ void File::readVideoFrame(char* buffer, long long frame) {
   // Uncompressed frames all take the size of the first one.
   const bool uncompressed = (videoFormat.biCompression & 0xFF) == 0;
   const std::uint32_t length = uncompressed ? videoChunkSize : entry.getSize();
-  io::seekTo(fileHandle, entry.getAbsoluteOffset());
-  if (!io::readExactly(fileHandle, buffer, length)) {
+  // Read at its own position, so nothing depends on where the stream stood; a
+  // frame that cannot be reached is not read at all.
+  if (!readEntry(fileHandle, entry, 0, buffer, length)) {
     setError(errors::FREAD_FAILED);
     return;
   }
@@ -102,16 +119,20 @@ bool File::expandToRgb24(char* frame) {
         layout::indexedToRgb24(frame, videoChunkSize, rgb24Size, colormap.data(), colormap.size());
       }
       return true;
-    case 16:
-      if (!layout::fitsRgb555(width, height, videoChunkSize, capacity)) {
+    case 16: {
+      // Tolerant reading takes odd-width rows with their true stride, 2 * width
+      // rounded up to four bytes, as writers store them.
+      const std::size_t trueStride = tolerantReading && (width & 1) ? (2 * static_cast<std::size_t>(width) + 3) / 4 * 4 : 0;
+      if (!layout::fitsRgb555(width, height, videoChunkSize, capacity, trueStride)) {
         return false;
       }
       if (padded) {
-        layout::rgb555ToRgb24WPad(frame, width, height, rgb24Size);
+        layout::rgb555ToRgb24WPad(frame, width, height, rgb24Size, trueStride);
       } else {
         layout::rgb555ToRgb24(frame, videoChunkSize, rgb24Size);
       }
       return true;
+    }
     case 32:
       if (!layout::fitsRgb32(width, height, videoChunkSize, capacity)) {
         return false;
@@ -145,8 +166,10 @@ void File::readAudio(char* buffer, std::uint64_t count) {
     return;
   }
   // The end comes from the stream header, not from the sum of the entries.
+  // Nothing is delivered past it, so the end is reached even when the chunks
+  // hold more than the stream header counts.
   const std::uint64_t total = getAudioTotalBytes();
-  if (audioBytesRead == total) {
+  if (audioBytesRead >= total) {
     return;
   }
   std::uint64_t delivered = 0;
@@ -159,9 +182,8 @@ void File::readAudio(char* buffer, std::uint64_t count) {
     }
     const IndexEntry& entry = (*audioIndex)[audioEntryNumber];
     const std::uint64_t left = entry.getSize() - std::min<std::uint64_t>(audioEntryPos, entry.getSize());
-    const std::uint64_t take = std::min(left, remaining);
-    io::seekTo(fileHandle, entry.getAbsoluteOffset() + audioEntryPos);
-    if (!io::readExactly(fileHandle, buffer + delivered, take)) {
+    const std::uint64_t take = std::min({left, remaining, total - audioBytesRead});
+    if (!readEntry(fileHandle, entry, audioEntryPos, buffer + delivered, take)) {
       setError(errors::AUDIO_CHUNKS_MISSING);
       return;
     }
@@ -200,9 +222,10 @@ unsigned int File::getRawVideoFrameSize(long long frame) {
 unsigned int File::getRGB24VideoFrameSize() {
   const unsigned int bits = videoFormat.biBitCount;
   const std::uint32_t padded = layout::rgb24FrameSize(videoFormat.biWidth, videoFormat.biHeight);
-  if (fileMode == 0) {
+  if (fileMode == MODE_READ) {
     if (bits == 2 || bits == 4 || bits == 8 || bits == 16) {
-      return padded;
+      // A header whose frame the file cannot hold asks for no buffer.
+      return headerFrameFitsFile() ? padded : 0;
     }
     if (bits == 24 || bits == 32) {
       return videoChunkSize;
@@ -213,7 +236,7 @@ unsigned int File::getRGB24VideoFrameSize() {
 }
 
 unsigned int File::getIndexedVideoFrameSize() {
-  if (videoFormat.biBitCount != 8) {
+  if (videoFormat.biBitCount != 8 || (fileMode == MODE_READ && !headerFrameFitsFile())) {
     return 0;
   }
   return videoFormat.biHeight * (videoFormat.biWidth + getIndexedPadLength());

@@ -1,7 +1,10 @@
 #!/usr/bin/env bash
 # Builds the AVI reader's libFuzzer target with clang (ASan + UBSan) and runs
 # it for a given number of seconds with one worker.
-#   tools/fuzz.sh [seconds=600] [corpus dir=build/fuzz/corpus]
+#   tools/fuzz.sh [seconds=600] [corpus dir=build/fuzz/corpus] [max_len=65536] [libFuzzer flags...]
+# A small max_len (e.g. 2048) gives many more executions a second. To keep
+# what a run found as the CI regression corpus, merge it into fuzz/corpus:
+#   build/fuzz/build/fuzz/rivulet_fuzz_avi -merge=1 fuzz/corpus build/fuzz/corpus
 # Seeds: small files written by ffmpeg as the tests write them, plus the
 # synthetic files the AVI tests make (dumped by the release test binary when
 # it is built). Crashing inputs land in build/fuzz/artifacts/.
@@ -9,6 +12,9 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds=${1:-600}
 corpus=${2:-build/fuzz/corpus}
+max_len=${3:-65536}
+shift $(($# < 3 ? $# : 3))
+extra=("$@")
 out=build/fuzz
 mkdir -p "$out/seeds" "$out/artifacts" "$corpus"
 
@@ -33,14 +39,17 @@ if command -v ffmpeg >/dev/null; then
   [ -s "$seeds/ffmpeg_audio.avi" ] || ffmpeg -v error -y -f lavfi -i sine=sample_rate=800 \
     -c:a pcm_s16le -t 0.5 "$seeds/ffmpeg_audio.avi"
 fi
-for t in avi_test avi_ffmpeg_test; do
-  if [ -x "build/release/tests/avi/$t" ]; then
-    RIVULET_AVI_SEED_DIR=$seeds "build/release/tests/avi/$t" >/dev/null 2>&1 || true
-  fi
+for t in avi_test avi_hostile_test avi_ffmpeg_test; do
+  for b in release asan-ubsan; do
+    if [ -x "build/$b/tests/avi/$t" ]; then
+      RIVULET_AVI_SEED_DIR=$seeds "build/$b/tests/avi/$t" >/dev/null 2>&1 || true
+      break
+    fi
+  done
 done
-# Inputs the fuzzer found before, kept with the tests.
-cp -n tests/avi/data/* "$seeds/" 2>/dev/null || true
+# Inputs the fuzzer found before, kept with the tests, and the stored corpus.
+cp -n tests/avi/data/* fuzz/corpus/* "$seeds/" 2>/dev/null || true
 
 UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 "$out/build/fuzz/rivulet_fuzz_avi" \
-  "$corpus" "$seeds" -dict=fuzz/avi.dict -max_total_time="$seconds" -max_len=65536 \
-  -rss_limit_mb=2048 -timeout=20 -print_final_stats=1 -artifact_prefix="$out/artifacts/"
+  "$corpus" "$seeds" -dict=fuzz/avi.dict -max_total_time="$seconds" -max_len="$max_len" \
+  -rss_limit_mb=2048 -timeout=20 -print_final_stats=1 -artifact_prefix="$out/artifacts/" ${extra[@]+"${extra[@]}"}

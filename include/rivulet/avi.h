@@ -43,6 +43,58 @@
 //    frame read after openToGetInformation alone is still bottom-up. open
 //    allocates the row scratch only for a row that the file could hold.
 //
+//  - Every open (reading or writing) first closes a file the object still
+//    holds, then starts from the state of a new object: headers, indexes,
+//    colormap, flip flag and read positions of an earlier file are gone. The
+//    stored failure alone carries over, so openToGetInformation still returns
+//    0 after an earlier failure that nothing cleared.
+//  - A frame whose position cannot be reached (a failed seek, or an offset that
+//    overflows 64 bits) stores code 5 and reads nothing; audio likewise stores
+//    code 10.
+//  - readAudio never delivers past the total of the stream header, even when
+//    the chunks hold more: isEndOfAudio() becomes 1 when the total is reached.
+//  - An index entry of a video or audio chunk whose size is larger than the
+//    whole file stores code 45 and is dropped, ending that index, as a video
+//    entry of size 0 does. This holds for idx1, OpenDML and scanned entries of
+//    either stream, whatever number the entry's id carries.
+//  - An uncompressed bitmap header whose smallest frame (width * depth bits,
+//    rows unpadded, times height) is larger than the whole file stores code 18
+//    once the indexes are read (so open returns 0, and the stored frames can
+//    still be read raw); getRGB24VideoFrameSize and getIndexedVideoFrameSize
+//    give 0 for it.
+//
+// Cost on hostile input: the walks over the top level, 'movi' and 'idx1' read
+// blocks, not one chunk per system call; OpenDML indexes are read from the
+// file entry by entry rather than held whole, and the index lists reserve
+// once from counts checked against the file. Opening costs about one pass over
+// the bytes it walks, and at most about 2.5 times the file's bytes in memory.
+//
+// Tolerant reading (setTolerantReading(true) before opening; off by default,
+// where everything above holds unchanged) also reads:
+//  - Streamed files: a RIFF or 'movi' size of 0xFFFFFFFF runs to the end of
+//    the file (the top-level walk stops at such a 'movi').
+//  - Video chunks of either form, "0Ndb" and "0Ndc", in the scan of 'movi'.
+//  - Files cut short: the scan stops at the end of the file without a code,
+//    a last chunk the file cuts short is dropped, an OpenDML sub-index that
+//    lies past the end is left out without a code (the scan then finds the
+//    chunks); getVideoTotalFrames() counts the frames found (0 when none),
+//    and getAudioTotalBytes() gives the bytes the audio chunks hold whenever
+//    the stream header counts none or more than that.
+//  - 'idx1' with file positions for offsets: decided on the first entry of a
+//    kept stream (video first). When its offset taken from 'movi' does not
+//    name a chunk header with the entry's id and taken as a file position it
+//    does, every offset is taken as a file position.
+//  - WAVE_FORMAT_EXTENSIBLE (0xFFFE) whose sub-format is PCM is read as PCM
+//    (isAudioCompressed() is 0), and audio of 24 and 32 bits is accepted;
+//    getAudioBitsPerSample() gives the container's bits.
+//  - A bitmap header longer than 40 bytes: its first 40 bytes are read, the
+//    rest of the header skipped, and any colormap taken from behind it.
+//  - OpenDML standard index entries with bit 31 of the size set (not a key
+//    frame): the bit is masked and the entry kept.
+//  - 16-bit frames of odd width are expanded from their true row stride,
+//    2 * width rounded up to four bytes, as writers store them.
+// Not handled yet: 8-bit grey video without a colormap (Y800).
+//
 // Buffers: readVideoFrame writes getVideoChunkSize() bytes for uncompressed
 // video and getRawVideoFrameSize(frame) bytes for compressed video.
 // readRGB24VideoFrame needs max(getRGB24VideoFrameSize(), getVideoChunkSize())
@@ -64,6 +116,10 @@
 #include "rivulet/types.h"
 
 namespace avi {
+
+namespace io {
+class ChunkReader;
+}  // namespace io
 
 namespace errors {
 
@@ -287,6 +343,12 @@ class RIVULET_API File {
   // Bytes of one stored uncompressed frame: what readVideoFrame writes.
   unsigned int getVideoChunkSize() { return videoChunkSize; }
 
+  // Tolerant reading, off by default: set before open or openToGetInformation
+  // to read the files common writers make that the strict rules refuse or
+  // misread (see the top of this header). It stays set across opens.
+  void setTolerantReading(bool on) { tolerantReading = on; }
+  bool getTolerantReading() { return tolerantReading; }
+
   // Reading. A frame is counted from 0; INVALID_FRAME_INDEX (-1) asks for the
   // next frame of the sequence. Past the end nothing is read and no failure is
   // stored: test isEndOfVideo() first.
@@ -389,6 +451,10 @@ class RIVULET_API File {
   static constexpr unsigned int MAX_STREAMS = 8;
 
   void setError(errors::error_T code);
+  // Every per-file field back to its state after construction; the stored
+  // failure, the name and the writer's settings stay.
+  void resetFileState();
+  void countAudioIndexBytes();
   unsigned char openRead(const std::string& path);
   unsigned char openInformation(const std::string& path);
 
@@ -402,15 +468,20 @@ class RIVULET_API File {
   void parseAudioStreamFormat(const char* data, std::uint64_t size);
   void errorIf2or4or8bitAVIwithNoClrmap();
   void errorIfWrongNumFrameForRGB24();
+  // Whether the smallest frame the bitmap header describes fits in the file.
+  bool headerFrameFitsFile();
   void verifySupport();
 
-  // Index reading. 'available' is how many bytes the buffer holds from 'data'.
+  // Index reading. 'available' is how many bytes of the index's chunk (or of
+  // its stream list) the reader may take from its position.
   void parseLegacyIndex();
-  void parseStreamIndex(std::uint64_t stream, const char* data, std::uint64_t available);
+  // Tolerant reading: whether the offsets of 'idx1' are file positions.
+  bool legacyIndexIsAbsolute(std::uint64_t entries);
+  void parseStreamIndex(std::uint64_t stream, io::ChunkReader& reader, std::uint64_t available);
   aviindex_chunk parseOpenDMLBaseIndex(const char* data);
-  void parseOpenDMLSuperIndex(std::uint64_t stream, const aviindex_chunk& head, const char* data,
+  void parseOpenDMLSuperIndex(std::uint64_t stream, const aviindex_chunk& head, io::ChunkReader& reader,
                               std::uint64_t available);
-  void parseOpenDMLStandardIndex(std::uint64_t stream, const aviindex_chunk& head, const char* data,
+  void parseOpenDMLStandardIndex(std::uint64_t stream, const aviindex_chunk& head, io::ChunkReader& reader,
                                  std::uint64_t available);
   void buildLegacyIndex(const char* tag);
   void verifyIndex();
@@ -421,6 +492,9 @@ class RIVULET_API File {
   void addIndexEntry(unsigned int chunkId, unsigned int offset, unsigned int size, std::uint64_t base);
   void addIndexEntry(const char* chunkId, unsigned int offset, unsigned int size, std::uint64_t base);
   static unsigned int matchStreamNumber(const std::string& text, unsigned int audio, unsigned int video);
+  static unsigned int matchStreamNumber(const char* two, unsigned int audio, unsigned int video);
+  // Whether an entry's size fits in the file, for the kinds of entry kept.
+  bool entrySizeFitsFile(const char* chunkId, unsigned int size);
 
   // Frame layout.
   unsigned int getRgb24PadLength();
@@ -549,6 +623,10 @@ class RIVULET_API File {
   bool chunksWritten;
   bool writeFailed;
   bool provisionalHeader;
+
+  // Tolerant reading: the setting, and the bytes that the audio entries hold.
+  bool tolerantReading;
+  std::uint64_t audioIndexBytes;
 };
 
 }  // namespace avi

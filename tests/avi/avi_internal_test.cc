@@ -2,6 +2,8 @@
 // failures, and the frame layout kernels against plain reference forms.
 #include <gtest/gtest.h>
 
+#include <boost/lexical_cast.hpp>
+
 #include <cstring>
 #include <string>
 #include <vector>
@@ -9,6 +11,7 @@
 #include "avi/byte_order.h"
 #include "avi/errors.h"
 #include "avi/frame_layout.h"
+#include "avi/stream_number.h"
 
 namespace {
 
@@ -42,6 +45,28 @@ TEST(AviErrors, NamedAndFallbackTexts) {
   EXPECT_EQ(errors::message(errors::FRAME_COUNT_MISMATCH, ""),
             "Number of frames reported in the AVI header does not match number of ##db chunks");
   EXPECT_EQ(errors::message(errors::VIDEO_NOT_INDEXED, ""), "Read attempted for a video that is not indexed");
+}
+
+// The hand-written reading of a stream number agrees with the text-to-number
+// conversion it replaces on every two-byte text.
+TEST(AviStreamNumber, AgreesWithLexicalCastOnEveryTwoBytes) {
+  for (int a = 0; a < 256; ++a) {
+    for (int b = 0; b < 256; ++b) {
+      const char text[2] = {static_cast<char>(a), static_cast<char>(b)};
+      int reference = 0;
+      bool ok = true;
+      try {
+        reference = boost::lexical_cast<int>(std::string(text, 2));
+      } catch (const boost::bad_lexical_cast&) {
+        ok = false;
+      }
+      int number = -1;
+      ASSERT_EQ(parseStreamNumber(text, &number), ok) << a << ' ' << b;
+      if (ok) {
+        ASSERT_EQ(number, reference) << a << ' ' << b;
+      }
+    }
+  }
 }
 
 TEST(AviLayout, BottomUpSwapsRowsAndKeepsAMiddleRow) {
