@@ -25,16 +25,8 @@ struct PackedRows {
   Byte* top;
   std::int64_t step;  // from one picture row to the next (negative)
   PackedRows(Byte* frame, std::int64_t rowBytes, int h)
-      : top(frame + (h - 1) * paddedRowBytes(rowBytes)), step(-paddedRowBytes(rowBytes)), h(h) {}
+      : top(frame + (h - 1) * paddedRowBytes(rowBytes)), step(-paddedRowBytes(rowBytes)) {}
   Byte* row(int r) const { return top + r * step; }
-  // Asks for bytes [from, from + count) of row r ahead of use, where the
-  // walk goes down a strip of columns: rows more than a page apart are beyond
-  // the hardware prefetchers. Rows past the last are not asked for.
-  int h;
-  void prefetch(int r, std::int64_t from, std::int64_t count) const {
-    if (r >= h) return;
-    for (std::int64_t b = 0; b < count; b += 64) __builtin_prefetch(row(r) + from + b);
-  }
 };
 
 // Whether a routine that writes `bytes` should write past the caches.

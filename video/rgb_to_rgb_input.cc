@@ -20,7 +20,6 @@ void RGBToRGBChannelsInput(void const* frame, void* red, void* green, void* blue
   T* const planes[3] = {static_cast<T*>(red), static_cast<T*>(green), static_cast<T*>(blue)};
   const bool stream = streamFor(3 * sizeof(T) * std::int64_t{w} * h);
   const auto row = [&](int r, int c, int n, T* const out[3], bool toMemory) {
-    if (orientation != ORIENTATION_ROW_MAJOR) rows.prefetch(r + 8, 3 * c, 3 * n);
     splitBGRRow<N>(rows.row(r) + 3 * c, out[0], out[1], out[2], n, lut, toMemory);
   };
   planesFromRows<T, 3>(row, planes, w, h, orientation, stream);
