@@ -28,6 +28,9 @@ struct VideoForms {
                          bool stream);
   std::int64_t (*widen4)(const std::uint8_t* src, void* dst, std::int64_t n, const void* table,
                          bool stream);
+  // Transposes an 8 x 8 block of 8-byte elements (strides in elements) and
+  // writes each column, one line-aligned 64-byte line, past the caches.
+  void (*streamTranspose8x8)(const void* src, std::int64_t srcStride, void* dst, std::int64_t dstStride);
   // Copies one 64-byte line (both line-aligned) past the caches.
   void (*streamLine)(void* dst, const void* src);
   void (*streamFence)();

@@ -79,6 +79,32 @@ void transposeBytes16x64(const std::uint8_t* src, std::int64_t srcStride, std::u
   }
 }
 
+// Rows r0..r7 of eight doubles: pairs interleaved, then 128-bit lanes
+// regrouped twice; out[c] is column c.
+void streamTranspose8x8(const void* src, std::int64_t srcStride, void* dst, std::int64_t dstStride) {
+  const double* s = static_cast<const double*>(src);
+  double* d = static_cast<double*>(dst);
+  __m512d r[8], t[8], u[8];
+  for (int i = 0; i < 8; ++i) r[i] = _mm512_loadu_pd(s + i * srcStride);
+  for (int i = 0; i < 8; i += 2) {
+    t[i] = _mm512_unpacklo_pd(r[i], r[i + 1]);
+    t[i + 1] = _mm512_unpackhi_pd(r[i], r[i + 1]);
+  }
+  // u[k] for k = 0..3 from rows 0-3, k = 4..7 from rows 4-7: lanes 0 and 2
+  // (even columns of a pair) or 1 and 3.
+  for (int h = 0; h < 8; h += 4) {
+    u[h] = _mm512_shuffle_f64x2(t[h], t[h + 2], 0x88);
+    u[h + 1] = _mm512_shuffle_f64x2(t[h], t[h + 2], 0xDD);
+    u[h + 2] = _mm512_shuffle_f64x2(t[h + 1], t[h + 3], 0x88);
+    u[h + 3] = _mm512_shuffle_f64x2(t[h + 1], t[h + 3], 0xDD);
+  }
+  const int column[4] = {0, 2, 1, 3};  // u[k] holds columns column[k] and column[k] + 4
+  for (int k = 0; k < 4; ++k) {
+    _mm512_stream_pd(d + column[k] * dstStride, _mm512_shuffle_f64x2(u[k], u[k + 4], 0x88));
+    _mm512_stream_pd(d + (column[k] + 4) * dstStride, _mm512_shuffle_f64x2(u[k], u[k + 4], 0xDD));
+  }
+}
+
 struct Gather8 {
   static constexpr int kLanes = 8, kBytes = 8;
   static __m512i gather(const std::uint8_t* src, const void* table) {
@@ -115,6 +141,7 @@ constinit const VideoForms kVideoFormsAvx512 = [] {
   VideoForms f{};
   f.splitBGR = &splitBGR;
   f.transposeBytes16x64 = &transposeBytes16x64;
+  f.streamTranspose8x8 = &streamTranspose8x8;
   f.widen8 = &widen8;
   f.widen4 = &widen4;
   return f;

@@ -271,7 +271,8 @@ TEST(PlaneDriver, EveryElementLandsOnceInBothDirections) {
         for (int p = 0; p < 3; ++p) planes[p] = store.data() + p * (n + 16) + (shift * (p + 1)) % 8;
         const auto in = [&](int r, int c, int m, double* const out[3], bool) {
           for (int p = 0; p < 3; ++p)
-            for (int i = 0; i < m; ++i) out[p][i] = label(p, r, c + i);
+            if (out[p] != nullptr)
+              for (int i = 0; i < m; ++i) out[p][i] = label(p, r, c + i);
         };
         for (bool stream : {false, true}) {
           std::fill(store.begin(), store.end(), -1.0);
