@@ -14,12 +14,12 @@ namespace rivulet {
 
 // Tile shape of the column-major drivers: kTileRows<T> rows fill one 64-byte
 // line of a destination column (at least 8 rows); kTileCols<T> columns make
-// a tile of a plane 8 KiB, so the tiles of three planes stay in L1 and
+// a tile of a plane 16 KiB, so the tiles of three planes stay in L1 and
 // each source row is read in runs of several lines.
 template <typename T>
 inline constexpr int kTileRows = sizeof(T) >= 8 ? 8 : 64 / static_cast<int>(sizeof(T));
 template <typename T>
-inline constexpr int kTileCols = 8192 / (kTileRows<T> * static_cast<int>(sizeof(T)));
+inline constexpr int kTileCols = 16384 / (kTileRows<T> * static_cast<int>(sizeof(T)));
 
 // dst[c * dstStride + r] = src[r * srcStride + c] for r < rows, c < cols.
 template <typename T>
