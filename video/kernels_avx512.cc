@@ -1,6 +1,7 @@
 // AVX-512 forms of the video layers (F, BW, VL and VBMI): the BGR split 64
 // pixels a step by byte permutes across the whole register, the byte
-// transpose 16 rows by 64 columns a block, and widening by gathers.
+// transpose 16 rows by 64 columns a block, and the streamed 8 x 8 transpose
+// of 8-byte samples.
 #include <immintrin.h>
 
 #include "video/kernels.h"
@@ -105,35 +106,6 @@ void streamTranspose8x8(const void* src, std::int64_t srcStride, void* dst, std:
   }
 }
 
-struct Gather8 {
-  static constexpr int kLanes = 8, kBytes = 8;
-  static __m512i gather(const std::uint8_t* src, const void* table) {
-    const __m512i index = _mm512_cvtepu8_epi64(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(src)));
-    return _mm512_i64gather_epi64(index, table, 8);
-  }
-  static void store(std::uint8_t* p, __m512i x) { _mm512_storeu_si512(p, x); }
-  static void stream(std::uint8_t* p, __m512i x) { _mm512_stream_si512(reinterpret_cast<__m512i*>(p), x); }
-  static void fence() { _mm_sfence(); }
-};
-
-struct Gather4 {
-  static constexpr int kLanes = 16, kBytes = 4;
-  static __m512i gather(const std::uint8_t* src, const void* table) {
-    const __m512i index = _mm512_cvtepu8_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src)));
-    return _mm512_i32gather_epi32(index, table, 4);
-  }
-  static void store(std::uint8_t* p, __m512i x) { _mm512_storeu_si512(p, x); }
-  static void stream(std::uint8_t* p, __m512i x) { _mm512_stream_si512(reinterpret_cast<__m512i*>(p), x); }
-  static void fence() { _mm_sfence(); }
-};
-
-std::int64_t widen8(const std::uint8_t* src, void* dst, std::int64_t n, const void* table, bool stream) {
-  return widenByGather<Gather8>(src, dst, n, table, stream);
-}
-std::int64_t widen4(const std::uint8_t* src, void* dst, std::int64_t n, const void* table, bool stream) {
-  return widenByGather<Gather4>(src, dst, n, table, stream);
-}
-
 }  // namespace
 
 extern const VideoForms kVideoFormsAvx512;
@@ -142,8 +114,6 @@ constinit const VideoForms kVideoFormsAvx512 = [] {
   f.splitBGR = &splitBGR;
   f.transposeBytes16x64 = &transposeBytes16x64;
   f.streamTranspose8x8 = &streamTranspose8x8;
-  f.widen8 = &widen8;
-  f.widen4 = &widen4;
   return f;
 }();
 
