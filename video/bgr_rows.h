@@ -73,7 +73,7 @@ inline void splitBGRRow(const std::uint8_t* bgr, Sample<N>* red, Sample<N>* gree
     const int done = split != nullptr ? split(bgr, red, green, blue, n) : 0;
     splitBGRRow_C<N>(bgr + 3 * done, red + done, green + done, blue + done, n - done, lut);
   } else {
-    if (split == nullptr || (!stream && sizeof(Sample<N>) < 8))
+    if (split == nullptr || (!stream && sizeof(Sample<N>) < 8) || !red || !green || !blue)
       return splitBGRRow_C<N>(bgr, red, green, blue, n, lut);
     constexpr int kChunk = 512;
     alignas(64) std::uint8_t bytes[3][kChunk];

@@ -71,18 +71,19 @@ TEST(VideoSelectors, TopLevelRoutes) {
       {FOURCC_RGB, FOURCC_YUY2, MM_GetRGBToYCbCrChannelsOutputFcn},
       {FOURCC_GREY, FOURCC_YUY2, MM_GetIntensityToYCbCrChannelsOutputFcn},
       {FOURCC_YUY2, FOURCC_YUY2, MM_GetYCbCrToYCbCrChannelsOutputFcn}};
-  const FourCCType codes[] = {FOURCC_RGB, FOURCC_GREY, FOURCC_YUY2, FOURCC_UNKNOWN, static_cast<FourCCType>(4)};
+  const int codes[] = {FOURCC_RGB, FOURCC_GREY, FOURCC_YUY2, FOURCC_UNKNOWN, 4};
   for (int t = 0; t <= 8; ++t) {
     const auto dt = static_cast<VideoDataType>(t);
-    for (FourCCType x : codes)
-      for (FourCCType y : codes) {
+    for (int xi : codes)
+      for (int yi : codes) {
+        const auto x = static_cast<FourCCType>(xi), y = static_cast<FourCCType>(yi);
         const InputRoute* in = nullptr;
         const OutputRoute* out = nullptr;
-        for (auto& r : inputs) if (r.frame == x && r.model == y) in = &r;
-        for (auto& r : outputs) if (r.model == x && r.frame == y) out = &r;
+        for (auto& r : inputs) if (r.frame == xi && r.model == yi) in = &r;
+        for (auto& r : outputs) if (r.model == xi && r.frame == yi) out = &r;
         for (bool mmr : {false, true})
-          EXPECT_EQ(MM_GetVideoInputFcn(x, y, dt, mmr), in ? (mmr ? in->mmr : in->plain)(dt) : nullptr) << x << y << t;
-        EXPECT_EQ(MM_GetVideoOutputFcn(x, y, dt), out ? out->selector(dt) : nullptr) << x << y << t;
+          EXPECT_EQ(MM_GetVideoInputFcn(x, y, dt, mmr), in ? (mmr ? in->mmr : in->plain)(dt) : nullptr) << xi << yi << t;
+        EXPECT_EQ(MM_GetVideoOutputFcn(x, y, dt), out ? out->selector(dt) : nullptr) << xi << yi << t;
       }
     // The RGB planes route is built in every type, plain and _mmr, distinct.
     EXPECT_NE(MM_GetRGBToRGBChannelsInputFcn(dt), nullptr);
