@@ -1,18 +1,25 @@
-// Routine tables of the video families, one per source, read by the selectors.
+// Routine tables of the video families, one per source, read by the
+// selectors, and the types each family has.
 #ifndef RIVULET_VIDEO_FAMILIES_H
 #define RIVULET_VIDEO_FAMILIES_H
 
 #include "rivulet/video.h"
+#include "video/table.h"
 
 namespace rivulet {
 
-using VideoInputTable = VideoInputFcn const[9];
-using VideoOutputTable = VideoOutputFcn const[9];
+using VideoInputTable = VideoTable<VideoInputFcn>;
+using VideoOutputTable = VideoTable<VideoOutputFcn>;
 
-extern VideoInputTable kRGBToRGBChannelsInput;
-extern VideoInputTable kRGBToRGBChannelsInput_mmr;
-extern VideoInputTable kToRGBChannelsEmpty;
-extern VideoInputTable kToIntensityChannelsEmpty;
+// RGB planes from packed BGR frames and from byte planes: every type.
+inline constexpr unsigned kRGBToRGBChannelsInputTypes = kAllVideoTypes;
+extern const VideoInputTable kRGBToRGBChannelsInput;
+extern const VideoInputTable kRGBToRGBChannelsInput_mmr;
+
+// The fills: every type but VIDEO_BOOLEAN, which has no Empty member.
+inline constexpr unsigned kEmptyTypes = withoutType(kAllVideoTypes, VIDEO_BOOLEAN);
+extern const VideoInputTable kToRGBChannelsEmpty;
+extern const VideoInputTable kToIntensityChannelsEmpty;
 
 }  // namespace rivulet
 

@@ -1,6 +1,7 @@
 // RGB planes from packed BGR frames and from contiguous byte planes, in all
-// nine types, both orientations and the odd one, against a reference written
-// from the layout rules; and the fast byte kernels against their plain forms.
+// nine types, both orientations and the odd one, against the reference; the
+// fast forms of every instruction set against the plain forms; the plane
+// driver and the transpose layer.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -8,112 +9,75 @@
 #include <vector>
 
 #include "rivulet/rivulet.h"
-#include "video/rgb_kernels.h"
+#include "types/cpu.h"
+#include "video/bgr_rows.h"
+#include "video/plane_driver.h"
+#include "video/reference.h"
 
 using namespace rivulet;
 
+using videoref::AllTypes;
+using videoref::bgrOffset;
+using videoref::bgrStride;
+using videoref::GuardedBuffer;
+using videoref::kGuard;
+using videoref::planeIndex;
+using videoref::randomBytes;
+using videoref::widen;
+
 namespace {
-
-template <int N>
-Sample<N> widened(std::uint8_t b) {
-  if constexpr (N == VIDEO_DOUBLE) return static_cast<float>(b / 255.0);
-  else if constexpr (N == VIDEO_SINGLE) return static_cast<float>(b / 255.0);
-  else if constexpr (N == VIDEO_INT8) return static_cast<char>(b - 128);
-  else if constexpr (N == VIDEO_UINT8) return b;
-  else if constexpr (N == VIDEO_INT16) return static_cast<short>((b - 128) * 256);
-  else if constexpr (N == VIDEO_UINT16) return static_cast<unsigned short>(b * 256);
-  else if constexpr (N == VIDEO_INT32) return (b - 128) * 16777216;
-  else if constexpr (N == VIDEO_UINT32) return static_cast<unsigned>(b) << 24;
-  else return b != 0;
-}
-
-std::vector<std::uint8_t> randomBytes(size_t n, unsigned seed) {
-  std::mt19937 rng(seed);
-  std::vector<std::uint8_t> v(n);
-  for (auto& x : v) x = static_cast<std::uint8_t>(rng());
-  return v;
-}
-
-constexpr std::uint8_t kGuard = 0x5A;
-
-// Planes with a guard tail; check() compares the elements and the tail.
-template <int N>
-struct Planes {
-  using T = Sample<N>;
-  static constexpr size_t kTail = 64;
-  size_t n;
-  std::vector<std::uint8_t> bytes[3];
-  explicit Planes(size_t count) : n(count) {
-    for (auto& b : bytes) b.assign(n * sizeof(T) + kTail, kGuard);
-  }
-  T at(int p, size_t i) const {
-    T v;
-    std::memcpy(&v, bytes[p].data() + i * sizeof(T), sizeof v);
-    return v;
-  }
-  bool tailIntact() const {
-    for (auto& b : bytes)
-      for (size_t i = n * sizeof(T); i < b.size(); ++i)
-        if (b[i] != kGuard) return false;
-    return true;
-  }
-  void* ptr(int p) { return bytes[p].data(); }
-};
 
 template <typename P>
 class RGBInput : public testing::Test {};
-template <int N>
-using Type = std::integral_constant<int, N>;
-using AllTypes = testing::Types<Type<0>, Type<1>, Type<2>, Type<3>, Type<4>, Type<5>, Type<6>, Type<7>, Type<8>>;
 TYPED_TEST_SUITE(RGBInput, AllTypes);
 
-const std::pair<int, int> kSizes[] = {{1, 1}, {2, 2}, {3, 1}, {1, 5}, {5, 3}, {16, 16}, {17, 15},
-                                      {31, 33}, {32, 16}, {33, 65}, {48, 17}, {64, 64}, {67, 70}, {100, 3}};
+const std::pair<int, int> kSizes[] = {{1, 1}, {2, 2}, {3, 1}, {1, 5}, {5, 3}, {16, 16}, {17, 15}, {31, 33}, {32, 16},
+                                      {33, 65}, {48, 17}, {64, 64}, {67, 70}, {100, 3}, {130, 9}, {1, 130}};
+
+// Three guarded planes of w * h samples.
+template <int N>
+struct Planes {
+  GuardedBuffer p[3];
+  explicit Planes(size_t n) : p{GuardedBuffer(n * sizeof(Sample<N>)), GuardedBuffer(n * sizeof(Sample<N>)),
+                                GuardedBuffer(n * sizeof(Sample<N>))} {}
+  Sample<N> at(int k, std::int64_t i) const { return p[k].template at<Sample<N>>(i); }
+  bool intact() const { return p[0].slackIntact() && p[1].slackIntact() && p[2].slackIntact(); }
+};
 
 }  // namespace
 
-TYPED_TEST(RGBInput, PackedFrameToPlanesInEveryOrientation) {
+// Packed frames (the frame itself ends at a guard page) and contiguous byte
+// planes, to planes in orientation 0, 1 and 2, against the layout rules.
+TYPED_TEST(RGBInput, EverySizeAndOrientationAgainstTheReference) {
   constexpr int N = TypeParam::value;
-  VideoInputFcn f = MM_GetVideoInputFcn(FOURCC_RGB, FOURCC_RGB, static_cast<VideoDataType>(N), false);
-  ASSERT_NE(f, nullptr);
-  for (auto [w, h] : kSizes) {
-    const int stride = (3 * w + 3) / 4 * 4;
-    const auto frame = randomBytes(static_cast<size_t>(stride) * h, w * 1000 + h);
-    for (int orientation : {0, 1, 2}) {
-      Planes<N> out(static_cast<size_t>(w) * h);
-      f(frame.data(), out.ptr(0), out.ptr(1), out.ptr(2), w, h, static_cast<VideoFrameOrientation>(orientation));
-      for (int r = 0; r < h; ++r)
-        for (int c = 0; c < w; ++c) {
-          const std::uint8_t* px = frame.data() + (h - 1 - r) * stride + 3 * c;  // bottom-up rows
-          const size_t i = orientation == 0 ? static_cast<size_t>(r) * w + c : static_cast<size_t>(c) * h + r;
-          ASSERT_EQ(out.at(0, i), widened<N>(px[2])) << w << "x" << h << " o" << orientation << " r" << r << " c" << c;
-          ASSERT_EQ(out.at(1, i), widened<N>(px[1]));
-          ASSERT_EQ(out.at(2, i), widened<N>(px[0]));
-        }
-      ASSERT_TRUE(out.tailIntact()) << w << "x" << h;
-    }
-  }
-}
-
-TYPED_TEST(RGBInput, ContiguousPlanesToColumnMajorPlanes) {
-  constexpr int N = TypeParam::value;
-  VideoInputFcn f = MM_GetVideoInputFcn(FOURCC_RGB, FOURCC_RGB, static_cast<VideoDataType>(N), true);
-  ASSERT_NE(f, nullptr);
+  const auto dt = static_cast<VideoDataType>(N);
+  VideoInputFcn packed = MM_GetVideoInputFcn(FOURCC_RGB, FOURCC_RGB, dt, false);
+  VideoInputFcn contiguous = MM_GetVideoInputFcn(FOURCC_RGB, FOURCC_RGB, dt, true);
+  ASSERT_NE(packed, nullptr);
+  ASSERT_NE(contiguous, nullptr);
   for (auto [w, h] : kSizes) {
     const size_t n = static_cast<size_t>(w) * h;
-    const auto src = randomBytes(3 * n, w * 7 + h);
-    for (int orientation : {0, 1, 2}) {
-      Planes<N> out(n);
-      f(src.data(), out.ptr(0), out.ptr(1), out.ptr(2), w, h, static_cast<VideoFrameOrientation>(orientation));
-      for (int p = 0; p < 3; ++p)
-        for (int r = 0; r < h; ++r)
-          for (int c = 0; c < w; ++c) {
-            const size_t dst = static_cast<size_t>(c) * h + r;
-            // Orientation 0: row-major source; any other: already column-major.
-            const size_t s = orientation == 0 ? static_cast<size_t>(r) * w + c : dst;
-            ASSERT_EQ(out.at(p, dst), widened<N>(src[p * n + s])) << w << "x" << h << " o" << orientation;
+    const auto bytes = randomBytes(bgrStride(w) * h + 3 * n, w * 1000 + h);
+    GuardedBuffer frame(bgrStride(w) * h), planes(3 * n);
+    std::memcpy(frame.data(), bytes.data(), frame.size());
+    std::memcpy(planes.data(), bytes.data() + frame.size(), planes.size());
+    for (int o : {0, 1, 2}) {
+      Planes<N> a(n), b(n);
+      packed(frame.data(), a.p[0].data(), a.p[1].data(), a.p[2].data(), w, h, static_cast<VideoFrameOrientation>(o));
+      contiguous(planes.data(), b.p[0].data(), b.p[1].data(), b.p[2].data(), w, h, static_cast<VideoFrameOrientation>(o));
+      for (int r = 0; r < h; ++r)
+        for (int c = 0; c < w; ++c) {
+          const std::uint8_t* px = frame.data() + bgrOffset(w, h, r, c);
+          const std::int64_t i = planeIndex(w, h, r, c, o), cm = planeIndex(w, h, r, c, 1);
+          // Contiguous planes: a row-major source for orientation 0, else
+          // already column-major; the planes written are column-major.
+          const std::int64_t s = o == 0 ? planeIndex(w, h, r, c, 0) : cm;
+          for (int k = 0; k < 3; ++k) {
+            ASSERT_EQ(a.at(k, i), widen<N>(px[2 - k])) << w << "x" << h << " o" << o << " r" << r << " c" << c;
+            ASSERT_EQ(b.at(k, cm), widen<N>(planes.data()[k * n + s])) << w << "x" << h << " o" << o;
           }
-      ASSERT_TRUE(out.tailIntact());
+        }
+      ASSERT_TRUE(a.intact() && b.intact()) << w << "x" << h;
     }
   }
 }
@@ -127,9 +91,9 @@ TYPED_TEST(RGBInput, NonPositiveSizesWriteNothing) {
       for (int o : {0, 1}) {
         if (mmr && o != 0 && w * h > 0) continue;  // see ColumnMajorMmrUsesOnlyTheProduct
         Planes<N> out(0);
-        MM_GetVideoInputFcn(FOURCC_RGB, FOURCC_RGB, dt, mmr)(frame.data(), out.ptr(0), out.ptr(1), out.ptr(2), w, h,
-                                                             static_cast<VideoFrameOrientation>(o));
-        ASSERT_TRUE(out.tailIntact()) << mmr << " " << w << "x" << h << " o" << o;
+        MM_GetVideoInputFcn(FOURCC_RGB, FOURCC_RGB, dt, mmr)(frame.data(), out.p[0].data(), out.p[1].data(),
+                                                             out.p[2].data(), w, h, static_cast<VideoFrameOrientation>(o));
+        ASSERT_TRUE(out.intact()) << mmr << " " << w << "x" << h << " o" << o;
       }
 }
 
@@ -189,88 +153,129 @@ TEST(RGBInputValues, SpecificWidenings) {
   EXPECT_EQ(bo[2], 1);
 }
 
-// ---- Fast byte kernels against the plain forms ----------------------------------------
-
-TEST(FastKernels, RowSplitEqualsPlainForEveryByteInEveryPosition) {
-  for (int w : {1, 15, 16, 17, 31, 32, 33, 64, 95, 96, 97, 256, 1921}) {
-    std::vector<std::uint8_t> bgr(3 * w);
-    for (int rot = 0; rot < 3; ++rot) {  // every byte value in every component
-      for (int i = 0; i < 3 * w; ++i) bgr[i] = static_cast<std::uint8_t>(i / 3 + 85 * ((i + rot) % 3));
-      std::vector<std::uint8_t> fast[3], plain[3];
-      for (int p = 0; p < 3; ++p) {
-        fast[p].assign(w + 32, kGuard);
-        plain[p].assign(w + 32, kGuard);
-      }
-      splitBGRRow<VIDEO_UINT8>(bgr.data(), fast[0].data(), fast[1].data(), fast[2].data(), w, nullptr);
-      splitBGRRow_C<VIDEO_UINT8>(bgr.data(), plain[0].data(), plain[1].data(), plain[2].data(), w, nullptr);
-      for (int p = 0; p < 3; ++p) ASSERT_EQ(fast[p], plain[p]) << "w " << w << " plane " << p;
-    }
-  }
-}
-
-TEST(FastKernels, ColumnSplitAndTransposeEqualPlain) {
-  for (auto [w, h] : {std::pair{16, 16}, {32, 64}, {47, 81}, {130, 129}, {17, 16}, {16, 17}}) {
-    const std::int64_t stride = bgrRowStride(w);
-    const auto frame = randomBytes(stride * h, w + h);
-    const std::uint8_t* top = frame.data() + (h - 1) * stride;
-    std::vector<std::uint8_t> a[3], b[3];
-    for (int p = 0; p < 3; ++p) {
-      a[p].assign(static_cast<size_t>(w) * h, 0);
-      b[p].assign(static_cast<size_t>(w) * h, 1);
-    }
-    std::uint8_t* pa[3] = {a[0].data(), a[1].data(), a[2].data()};
-    std::uint8_t* pb[3] = {b[0].data(), b[1].data(), b[2].data()};
-    splitBGRRowsToColumns<VIDEO_UINT8>(top, -stride, pa, w, h, nullptr);
-    splitBGRRowsToColumns_C<VIDEO_UINT8>(top, -stride, pb, w, h, nullptr);
-    for (int p = 0; p < 3; ++p) ASSERT_EQ(a[p], b[p]) << w << "x" << h;
-
-    const auto plane = randomBytes(static_cast<size_t>(w) * h, w * h);
-    std::vector<std::uint8_t> ta(plane.size(), 0), tb(plane.size(), 1);
-    transposePlane<VIDEO_UINT8>(plane.data(), ta.data(), w, h, nullptr);
-    transposePlane_C<VIDEO_UINT8>(plane.data(), tb.data(), w, h, nullptr);
-    ASSERT_EQ(ta, tb) << w << "x" << h;
-  }
-}
+// ---- Fast forms of every instruction set the CPU runs, against the plain forms --------------
 
 namespace {
 
-// The streamed column writer takes over when h * size is a multiple of a cache
-// line; planes start at every element offset within a line, differently per
-// plane, so the lead and tail rows of each plane take the plain form.
-template <int N>
-void expectStreamedEqualsPlain() {
-  using T = Sample<N>;
-  initEightBitLUT(static_cast<VideoDataType>(N));
-  const T* lut = eightBitTable<N>();
-  constexpr int kPerLine = 64 / sizeof(T);
-  for (int h : {kPerLine, 3 * kPerLine, 2}) {
-    for (int w : {1, 15, 16, 17, 40}) {
-      const std::int64_t stride = bgrRowStride(w);
-      const auto frame = randomBytes(stride * h, w * 31 + h);
-      const std::uint8_t* top = frame.data() + (h - 1) * stride;
-      for (int shift = 0; shift < kPerLine; shift += 3) {
-        const size_t n = static_cast<size_t>(w) * h;
-        std::vector<T> a(3 * (n + 2 * kPerLine), T(7)), b(a.size(), T(7));
-        T* pa[3];
-        T* pb[3];
-        for (int p = 0; p < 3; ++p) {
-          const size_t off = p * (n + 2 * kPerLine) + (shift + 5 * p) % kPerLine;
-          pa[p] = a.data() + off;
-          pb[p] = b.data() + off;
-        }
-        splitBGRRowsToColumns<N>(top, -stride, pa, w, h, lut);
-        splitBGRRowsToColumns_C<N>(top, -stride, pb, w, h, lut);
-        ASSERT_EQ(a, b) << "type " << N << " " << w << "x" << h << " shift " << shift;
-      }
-    }
-  }
+template <typename F>
+void forEachSet(F body) {
+  for (int k = 1; k <= static_cast<int>(simdLevel()); ++k) body(*kVideoFormsBySet[k], k);
 }
 
 }  // namespace
 
-TEST(FastKernels, StreamedColumnWriterEqualsPlainAtEveryAlignment) {
-  expectStreamedEqualsPlain<VIDEO_DOUBLE>();
-  expectStreamedEqualsPlain<VIDEO_SINGLE>();
-  expectStreamedEqualsPlain<VIDEO_INT16>();
-  expectStreamedEqualsPlain<VIDEO_UINT32>();
+TEST(FastForms, SplitEqualsPlainForEveryByteInEveryPosition) {
+  forEachSet([](const VideoForms& f, int set) {
+    if (f.splitBGR == nullptr) return;
+    for (int w : {1, 15, 16, 17, 31, 32, 33, 63, 64, 65, 95, 96, 97, 256, 1921}) {
+      std::vector<std::uint8_t> bgr(3 * w);
+      for (int rot = 0; rot < 3; ++rot) {  // every byte value in every component
+        for (int i = 0; i < 3 * w; ++i) bgr[i] = static_cast<std::uint8_t>(i / 3 + 85 * ((i + rot) % 3));
+        std::vector<std::uint8_t> fast[3], plain[3];
+        for (int p = 0; p < 3; ++p) fast[p].assign(w + 64, kGuard), plain[p].assign(w + 64, kGuard);
+        const int done = f.splitBGR(bgr.data(), fast[0].data(), fast[1].data(), fast[2].data(), w);
+        ASSERT_GE(done, w - 63);
+        splitBGRRow_C<VIDEO_UINT8>(bgr.data() + 3 * done, fast[0].data() + done, fast[1].data() + done,
+                                   fast[2].data() + done, w - done, nullptr);
+        splitBGRRow_C<VIDEO_UINT8>(bgr.data(), plain[0].data(), plain[1].data(), plain[2].data(), w, nullptr);
+        for (int p = 0; p < 3; ++p) ASSERT_EQ(fast[p], plain[p]) << "set " << set << " w " << w << " plane " << p;
+      }
+    }
+  });
+}
+
+TEST(FastForms, ByteTransposeBlocksEqualPlain) {
+  forEachSet([](const VideoForms& f, int set) {
+    using Block = void (*)(const std::uint8_t*, std::int64_t, std::uint8_t*, std::int64_t);
+    for (auto [block, cols] : {std::pair<Block, int>{f.transposeBytes16x16, 16}, {f.transposeBytes16x64, 64}}) {
+      if (block == nullptr) continue;
+      const auto src = randomBytes(16 * 70, cols + set);
+      std::vector<std::uint8_t> a(cols * 40, kGuard), b(a);
+      block(src.data() + 3, 70, a.data() + 1, 40);
+      transposeTile_C(src.data() + 3, 70, b.data() + 1, 40, 16, cols);
+      ASSERT_EQ(a, b) << "set " << set << " cols " << cols;
+    }
+  });
+}
+
+// The row kernel writing past the caches (row-major pictures of 2 MiB and
+// more), at every element offset within a line, against the plain form.
+TEST(FastForms, StreamedRowsEqualPlain) {
+  initEightBitLUT(VIDEO_DOUBLE);
+  const auto* lut = eightBitTable<VIDEO_DOUBLE>();
+  for (int n : {1, 9, 100, 1921})
+    for (int shift = 0; shift < 8; ++shift) {
+      const auto bgr = randomBytes(3 * n, n + shift);
+      std::vector<double> a(3 * (n + 8), -1.0), b(a);
+      splitBGRRow<VIDEO_DOUBLE>(bgr.data(), &a[shift], &a[n + 8 + shift], &a[2 * (n + 8) + shift], n, lut, true);
+      endStream(true);
+      splitBGRRow_C<VIDEO_DOUBLE>(bgr.data(), &b[shift], &b[n + 8 + shift], &b[2 * (n + 8) + shift], n, lut);
+      ASSERT_EQ(a, b) << n << " " << shift;
+    }
+}
+
+// The tiled transpose layer, whole planes and streamed tiles, against the plain transpose.
+TEST(TransposeLayer, PlanesAndStreamedTilesEqualPlain) {
+  for (auto [w, h] : {std::pair{16, 16}, {64, 64}, {47, 81}, {130, 129}, {65, 17}, {16, 17}, {1, 200}}) {
+    const auto plane = randomBytes(static_cast<size_t>(w) * h, w * h);
+    std::vector<std::uint8_t> ta(plane.size(), 0), tb(plane.size(), 1);
+    transposePlane(plane.data(), ta.data(), w, h);
+    transposeTile_C(plane.data(), w, tb.data(), h, h, w);
+    ASSERT_EQ(ta, tb) << w << "x" << h;
+  }
+  // A tile one line high onto line-aligned columns streams; elsewhere it may not.
+  alignas(64) static double dst[2][40 * 16];
+  std::vector<double> tile(8 * 40);
+  for (size_t i = 0; i < tile.size(); ++i) tile[i] = static_cast<double>(i) / 3;
+  for (int offset : {0, 1}) {
+    for (auto& d : dst) std::fill(std::begin(d), std::end(d), -1.0);
+    transposeTile(tile.data(), 40, dst[0] + offset, 16, 8, 39, true);
+    endStream(true);
+    transposeTile_C(tile.data(), 40, dst[1] + offset, 16, 8, 39);
+    ASSERT_TRUE(std::equal(std::begin(dst[0]), std::end(dst[0]), std::begin(dst[1]))) << offset;
+  }
+}
+
+// ---- The plane driver, both directions, with a kernel that names each element --------------
+
+namespace {
+
+double label(int p, int r, int c) { return p * 1e6 + r * 1e3 + c; }
+
+}  // namespace
+
+// Planes at every alignment within a line, differing per plane, heights that
+// make whole lines per column (so the streamed bands run) and that do not.
+TEST(PlaneDriver, EveryElementLandsOnceInBothDirections) {
+  for (auto [w, h] : {std::pair{1, 1}, {7, 3}, {300, 16}, {65, 40}, {130, 9}})
+    for (int o : {0, 1, 2})
+      for (int shift : {0, 3, 5}) {
+        const size_t n = static_cast<size_t>(w) * h;
+        std::vector<double> store(3 * (n + 16), -1.0);
+        double* planes[3];
+        for (int p = 0; p < 3; ++p) planes[p] = store.data() + p * (n + 16) + (shift * (p + 1)) % 8;
+        const auto in = [&](int r, int c, int m, double* const out[3], bool) {
+          for (int p = 0; p < 3; ++p)
+            if (out[p] != nullptr)
+              for (int i = 0; i < m; ++i) out[p][i] = label(p, r, c + i);
+        };
+        for (bool stream : {false, true}) {
+          std::fill(store.begin(), store.end(), -1.0);
+          planesFromRows<double, 3>(in, planes, w, h, static_cast<VideoFrameOrientation>(o), stream);
+          endStream(stream);
+          for (int p = 0; p < 3; ++p)
+            for (int r = 0; r < h; ++r)
+              for (int c = 0; c < w; ++c)
+                ASSERT_EQ(planes[p][planeIndex(w, h, r, c, o)], label(p, r, c)) << w << "x" << h << " o" << o;
+          ASSERT_EQ(std::count(store.begin(), store.end(), -1.0), static_cast<std::ptrdiff_t>(3 * 16));
+        }
+        std::vector<int> seen(3 * n, 0);
+        const double* const from[3] = {planes[0], planes[1], planes[2]};
+        const auto outRow = [&](int r, int c, int m, const double* const src[3]) {
+          for (int p = 0; p < 3; ++p)
+            for (int i = 0; i < m; ++i) seen[p * n + r * w + c + i] += src[p][i] == label(p, r, c + i);
+        };
+        planesToRows<double, 3>(outRow, from, w, h, static_cast<VideoFrameOrientation>(o));
+        ASSERT_EQ(std::count(seen.begin(), seen.end(), 1), static_cast<std::ptrdiff_t>(3 * n)) << w << "x" << h;
+      }
 }
