@@ -14,6 +14,24 @@ extern VideoInputTable kRGBToRGBChannelsInput_mmr;
 extern VideoInputTable kToRGBChannelsEmpty;
 extern VideoInputTable kToIntensityChannelsEmpty;
 
+// Intensity (intensity.cc).
+extern VideoInputTable kRGBToIntensityChannelsInput;
+extern VideoInputTable kRGBToIntensityChannelsInput_mmr;
+extern VideoInputTable kYCbCrToIntensityChannelsInput;
+
+// Packed RGB24 (rgb24.cc).
+extern RGB24ContiguousFcn const kRGB24Copy[9];
+extern VideoInputTable kRGB24ChannelsCopy;
+extern RGB24ContiguousFcn const kRGB24Empty[9];
+extern VideoInputTable kRGB24ChannelsEmpty;
+extern RGB24ContiguousFcn const kRGB24Output[9];
+extern VideoOutputTable kRGB24ChannelsOutput;
+extern RGB24ContiguousFcn const kPaddedRGB24Output[9];
+extern VideoOutputTable kPaddedRGB24ChannelsOutput;
+
+// Raw planar transposes (raw_planar.cc): null for a pair without a routine.
+RawPlanarConvertFcn rawPlanarColumnToRow(VideoDataType sourceType, VideoDataType targetType);
+
 }  // namespace rivulet
 
 #endif

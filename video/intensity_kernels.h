@@ -1,0 +1,72 @@
+// Row kernels of the intensity families: the plain forms (the rules, one
+// element at a time) and the entry points the routines call, which hand what
+// they can to a fast form and finish the tail with the plain one.
+#ifndef RIVULET_VIDEO_INTENSITY_KERNELS_H
+#define RIVULET_VIDEO_INTENSITY_KERNELS_H
+
+#include <cstdint>
+
+#include "video/full_range_rules.h"
+
+namespace rivulet {
+
+// ---- Plain forms ------------------------------------------------------------------------
+
+template <int N>
+inline void intensityRowFromBGR_C(const std::uint8_t* bgr, Sample<N>* dst, std::int64_t n) {
+  for (std::int64_t c = 0; c < n; ++c)
+    dst[c] = intensityToSample<N>(intensityOfRGB(bgr[3 * c + 2], bgr[3 * c + 1], bgr[3 * c]));
+}
+
+template <int N>
+inline void intensityRunFromPlanes_C(const std::uint8_t* r, const std::uint8_t* g,
+                                     const std::uint8_t* b, Sample<N>* dst, std::int64_t n) {
+  for (std::int64_t i = 0; i < n; ++i) dst[i] = intensityToSample<N>(intensityOfRGB(r[i], g[i], b[i]));
+}
+
+// table[y] is the sample of luma byte y (every other byte of a YUY2 run).
+template <int N>
+inline void lumaRun_C(const std::uint8_t* yuy2, Sample<N>* dst, std::int64_t n,
+                      Sample<N> const* table) {
+  for (std::int64_t i = 0; i < n; ++i) dst[i] = table[yuy2[2 * i]];
+}
+
+// ---- Fast forms, defined in the SIMD sources --------------------------------------------
+
+// Each returns how many elements it did (a multiple of its block); the plain
+// form finishes the rest. VIDEO_UINT8 and VIDEO_DOUBLE have fast forms.
+std::int64_t intensityRowFromBGR_U8_SIMD(const std::uint8_t* bgr, std::uint8_t* dst, std::int64_t n);
+std::int64_t intensityRowFromBGR_F64_SIMD(const std::uint8_t* bgr, double* dst, std::int64_t n);
+std::int64_t intensityRunFromPlanes_U8_SIMD(const std::uint8_t* r, const std::uint8_t* g,
+                                            const std::uint8_t* b, std::uint8_t* dst, std::int64_t n);
+std::int64_t intensityRunFromPlanes_F64_SIMD(const std::uint8_t* r, const std::uint8_t* g,
+                                             const std::uint8_t* b, double* dst, std::int64_t n);
+
+// ---- Entry points -----------------------------------------------------------------------
+
+template <int N>
+inline void intensityRowFromBGR(const std::uint8_t* bgr, Sample<N>* dst, std::int64_t n) {
+  std::int64_t done = 0;
+  if constexpr (N == VIDEO_UINT8) done = intensityRowFromBGR_U8_SIMD(bgr, dst, n);
+  if constexpr (N == VIDEO_DOUBLE) done = intensityRowFromBGR_F64_SIMD(bgr, dst, n);
+  intensityRowFromBGR_C<N>(bgr + 3 * done, dst + done, n - done);
+}
+
+template <int N>
+inline void intensityRunFromPlanes(const std::uint8_t* r, const std::uint8_t* g,
+                                   const std::uint8_t* b, Sample<N>* dst, std::int64_t n) {
+  std::int64_t done = 0;
+  if constexpr (N == VIDEO_UINT8) done = intensityRunFromPlanes_U8_SIMD(r, g, b, dst, n);
+  if constexpr (N == VIDEO_DOUBLE) done = intensityRunFromPlanes_F64_SIMD(r, g, b, dst, n);
+  intensityRunFromPlanes_C<N>(r + done, g + done, b + done, dst + done, n - done);
+}
+
+template <int N>
+inline void lumaRun(const std::uint8_t* yuy2, Sample<N>* dst, std::int64_t n,
+                    Sample<N> const* table) {
+  lumaRun_C<N>(yuy2, dst, n, table);
+}
+
+}  // namespace rivulet
+
+#endif
