@@ -31,24 +31,27 @@ inline void lumaRun_C(const std::uint8_t* yuy2, Sample<N>* dst, std::int64_t n,
   for (std::int64_t i = 0; i < n; ++i) dst[i] = table[yuy2[2 * i]];
 }
 
-// ---- Fast forms, defined in the SIMD sources --------------------------------------------
+// ---- Fast forms, one table per instruction set (intensity_avx2.cc, intensity_avx512.cc) --
 
-// Each returns how many elements it did (a multiple of its block); the plain
-// form finishes the rest. VIDEO_UINT8 and VIDEO_DOUBLE have fast forms.
-std::int64_t intensityRowFromBGR_U8_SIMD(const std::uint8_t* bgr, std::uint8_t* dst, std::int64_t n);
-std::int64_t intensityRowFromBGR_F64_SIMD(const std::uint8_t* bgr, double* dst, std::int64_t n);
-std::int64_t intensityRunFromPlanes_U8_SIMD(const std::uint8_t* r, const std::uint8_t* g,
-                                            const std::uint8_t* b, std::uint8_t* dst, std::int64_t n);
-std::int64_t intensityRunFromPlanes_F64_SIMD(const std::uint8_t* r, const std::uint8_t* g,
-                                             const std::uint8_t* b, double* dst, std::int64_t n);
+// Each form does whole vectors of pixels and returns how many; the plain form
+// finishes the rest. Indexed by VideoDataType.
+struct IntensityForms {
+  std::int64_t (*bgr[9])(const std::uint8_t* bgr, void* dst, std::int64_t n);
+  std::int64_t (*planes[9])(const std::uint8_t* r, const std::uint8_t* g, const std::uint8_t* b, void* dst,
+                            std::int64_t n);
+};
+extern const IntensityForms kIntensityForms_AVX2;
+extern const IntensityForms kIntensityForms_AVX512;
+
+// The widest table the CPU runs, or null (plain forms only), picked once.
+const IntensityForms* intensityForms();
 
 // ---- Entry points -----------------------------------------------------------------------
 
 template <int N>
 inline void intensityRowFromBGR(const std::uint8_t* bgr, Sample<N>* dst, std::int64_t n) {
   std::int64_t done = 0;
-  if constexpr (N == VIDEO_UINT8) done = intensityRowFromBGR_U8_SIMD(bgr, dst, n);
-  if constexpr (N == VIDEO_DOUBLE) done = intensityRowFromBGR_F64_SIMD(bgr, dst, n);
+  if (const IntensityForms* f = intensityForms()) done = f->bgr[N](bgr, dst, n);
   intensityRowFromBGR_C<N>(bgr + 3 * done, dst + done, n - done);
 }
 
@@ -56,8 +59,7 @@ template <int N>
 inline void intensityRunFromPlanes(const std::uint8_t* r, const std::uint8_t* g,
                                    const std::uint8_t* b, Sample<N>* dst, std::int64_t n) {
   std::int64_t done = 0;
-  if constexpr (N == VIDEO_UINT8) done = intensityRunFromPlanes_U8_SIMD(r, g, b, dst, n);
-  if constexpr (N == VIDEO_DOUBLE) done = intensityRunFromPlanes_F64_SIMD(r, g, b, dst, n);
+  if (const IntensityForms* f = intensityForms()) done = f->planes[N](r, g, b, dst, n);
   intensityRunFromPlanes_C<N>(r + done, g + done, b + done, dst + done, n - done);
 }
 
