@@ -5,7 +5,7 @@
 #include "video/families.h"
 #include "video/full_range_rules.h"
 #include "video/intensity_kernels.h"
-#include "video/strip_tiles.h"
+#include "video/plane_driver.h"
 
 namespace rivulet {
 namespace {
@@ -17,19 +17,12 @@ void RGBToIntensityChannelsInput(void const* frame, void* plane0, void*, void*, 
                                  VideoFrameOrientation orientation) {
   if (w <= 0 || h <= 0) return;
   using T = Sample<N>;
-  const std::int64_t stride = bgrRowStride(w);
-  // Picture row r lies at memory row h - 1 - r: walk the frame from its end.
-  const std::uint8_t* top = static_cast<const std::uint8_t*>(frame) + (h - 1) * stride;
-  T* out = static_cast<T*>(plane0);
-  if (orientation == ORIENTATION_ROW_MAJOR) {
-    for (int r = 0; r < h; ++r)
-      intensityRowFromBGR<N>(top - r * stride, out + static_cast<std::int64_t>(r) * w, w);
-  } else {
-    T* const planes[1] = {out};
-    rowsToColumns<T, 1>(planes, w, h, [&](int r, int c0, int n, T* const* o) {
-      intensityRowFromBGR<N>(top - r * stride + 3 * c0, o[0], n);
-    });
-  }
+  const PackedRows<const std::uint8_t> rows(static_cast<const std::uint8_t*>(frame), 3 * std::int64_t{w}, h);
+  T* const planes[1] = {static_cast<T*>(plane0)};
+  const auto row = [&](int r, int c, int n, T* const out[1], bool) {
+    intensityRowFromBGR<N>(rows.row(r) + 3 * c, out[0], n);
+  };
+  planesFromRows<T, 1>(row, planes, w, h, orientation);
 }
 
 template <int N>
@@ -37,21 +30,21 @@ void RGBToIntensityChannelsInput_mmr(void const* frame, void* plane0, void*, voi
                                      VideoFrameOrientation orientation) {
   using T = Sample<N>;
   const std::uint8_t* src = static_cast<const std::uint8_t*>(frame);
-  T* out = static_cast<T*>(plane0);
+  T* const planes[1] = {static_cast<T*>(plane0)};
   if (orientation == ORIENTATION_ROW_MAJOR) {
     // Row-major source planes, column-major plane0.
     if (w <= 0 || h <= 0) return;
-    const std::int64_t n = static_cast<std::int64_t>(w) * h;
-    T* const planes[1] = {out};
-    rowsToColumns<T, 1>(planes, w, h, [&](int r, int c0, int cnt, T* const* o) {
-      const std::int64_t i = static_cast<std::int64_t>(r) * w + c0;
-      intensityRunFromPlanes<N>(src + i, src + n + i, src + 2 * n + i, o[0], cnt);
-    });
+    const std::int64_t W = w, n = W * h;
+    const auto row = [&](int r, int c, int cnt, T* const out[1], bool) {
+      const std::int64_t i = r * W + c;
+      intensityRunFromPlanes<N>(src + i, src + n + i, src + 2 * n + i, out[0], cnt);
+    };
+    planesFromRows<T, 1>(row, planes, w, h, ORIENTATION_COLUMN_MAJOR);
   } else {
     // Both column-major: element i from byte i of each source plane.
     const std::int32_t count = pixelCount32(w, h);
     if (count < 1) return;
-    intensityRunFromPlanes<N>(src, src + count, src + 2 * static_cast<std::int64_t>(count), out,
+    intensityRunFromPlanes<N>(src, src + count, src + 2 * static_cast<std::int64_t>(count), planes[0],
                               count);
   }
 }
@@ -77,33 +70,33 @@ void YCbCrToIntensityChannelsInput(void const* frame, void* plane0, void*, void*
   } else {
     if (w <= 0 || h <= 0) return;
     T* const planes[1] = {out};
-    rowsToColumns<T, 1>(planes, w, h, [&](int r, int c0, int n, T* const* o) {
-      lumaRun<N>(yuy2 + 2 * (static_cast<std::int64_t>(r) * w + c0), o[0], n, table);
-    });
+    const auto row = [&](int r, int c, int n, T* const o[1], bool) {
+      lumaRun<N>(yuy2 + 2 * (static_cast<std::int64_t>(r) * w + c), o[0], n, table);
+    };
+    planesFromRows<T, 1>(row, planes, w, h, ORIENTATION_COLUMN_MAJOR);
   }
 }
 
+template <int N>
+struct FromBGR {
+  static constexpr VideoInputFcn fcn = &RGBToIntensityChannelsInput<N>;
+};
+template <int N>
+struct FromPlanes {
+  static constexpr VideoInputFcn fcn = &RGBToIntensityChannelsInput_mmr<N>;
+};
+template <int N>
+struct FromLuma {
+  static constexpr VideoInputFcn fcn = &YCbCrToIntensityChannelsInput<N>;
+};
+
 }  // namespace
 
-constexpr VideoInputFcn kRGBToIntensityChannelsInput[9] = {
-    &RGBToIntensityChannelsInput<0>, &RGBToIntensityChannelsInput<1>,
-    &RGBToIntensityChannelsInput<2>, &RGBToIntensityChannelsInput<3>,
-    &RGBToIntensityChannelsInput<4>, &RGBToIntensityChannelsInput<5>,
-    &RGBToIntensityChannelsInput<6>, &RGBToIntensityChannelsInput<7>,
-    &RGBToIntensityChannelsInput<8>};
-
-constexpr VideoInputFcn kRGBToIntensityChannelsInput_mmr[9] = {
-    &RGBToIntensityChannelsInput_mmr<0>, &RGBToIntensityChannelsInput_mmr<1>,
-    &RGBToIntensityChannelsInput_mmr<2>, &RGBToIntensityChannelsInput_mmr<3>,
-    &RGBToIntensityChannelsInput_mmr<4>, &RGBToIntensityChannelsInput_mmr<5>,
-    &RGBToIntensityChannelsInput_mmr<6>, &RGBToIntensityChannelsInput_mmr<7>,
-    &RGBToIntensityChannelsInput_mmr<8>};
-
-constexpr VideoInputFcn kYCbCrToIntensityChannelsInput[9] = {
-    &YCbCrToIntensityChannelsInput<0>, &YCbCrToIntensityChannelsInput<1>,
-    &YCbCrToIntensityChannelsInput<2>, &YCbCrToIntensityChannelsInput<3>,
-    &YCbCrToIntensityChannelsInput<4>, &YCbCrToIntensityChannelsInput<5>,
-    &YCbCrToIntensityChannelsInput<6>, &YCbCrToIntensityChannelsInput<7>,
-    &YCbCrToIntensityChannelsInput<8>};
+constexpr VideoInputTable kRGBToIntensityChannelsInput = buildVideoTable<VideoInputFcn, FromBGR>();
+constexpr VideoInputTable kRGBToIntensityChannelsInput_mmr = buildVideoTable<VideoInputFcn, FromPlanes>();
+constexpr VideoInputTable kYCbCrToIntensityChannelsInput = buildVideoTable<VideoInputFcn, FromLuma>();
+static_assert(typesOf(kRGBToIntensityChannelsInput) == kIntensityTypes);
+static_assert(typesOf(kRGBToIntensityChannelsInput_mmr) == kIntensityTypes);
+static_assert(typesOf(kYCbCrToIntensityChannelsInput) == kIntensityTypes);
 
 }  // namespace rivulet

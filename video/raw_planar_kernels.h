@@ -1,7 +1,9 @@
 // The transpose of the raw planar routines: source column c of h elements
 // (index c * h + r) becomes element c of target row r, which starts at
-// row0 + r * step (step is negative for reversed rows). Plain form in tiles,
-// and a fast form for bytes on the 16 x 16 block transpose.
+// row0 + r * step (step is negative for reversed rows). The source is taken
+// in tiles of kCols columns by kRows rows: each column's run goes through
+// the element rule into a small tile of the target type (a contiguous loop),
+// and the tiled transpose layer writes the tile into the target rows.
 #ifndef RIVULET_VIDEO_RAW_PLANAR_KERNELS_H
 #define RIVULET_VIDEO_RAW_PLANAR_KERNELS_H
 
@@ -9,49 +11,38 @@
 #include <cstdint>
 
 #include "video/full_range_rules.h"
-#include "video/rgb_kernels.h"
+#include "video/transpose.h"
 
 namespace rivulet {
 
-// Rows [r0, r1) and columns [c0, c1), in square tiles: a tile's source
-// columns and target rows stay in L1 while it is moved.
-template <int S, int D>
-void transposeRect_C(const Sample<S>* src, Sample<D>* row0, std::int64_t step, std::int64_t h,
-                     std::int64_t r0, std::int64_t r1, std::int64_t c0, std::int64_t c1) {
-  constexpr std::int64_t B = 32;
-  for (std::int64_t tr = r0; tr < r1; tr += B) {
-    const std::int64_t tr1 = std::min(r1, tr + B);
-    for (std::int64_t tc = c0; tc < c1; tc += B) {
-      const std::int64_t tc1 = std::min(c1, tc + B);
-      for (std::int64_t r = tr; r < tr1; ++r) {
-        Sample<D>* out = row0 + r * step;
-        for (std::int64_t c = tc; c < tc1; ++c) out[c] = rawPlanarElement<S, D>(src[c * h + r]);
-      }
-    }
-  }
-}
-
+// The plain form: the walk of the rule, element by element.
 template <int S, int D>
 void transposeColumnsToRows_C(const Sample<S>* src, Sample<D>* row0, std::int64_t step,
                               std::int64_t w, std::int64_t h) {
-  transposeRect_C<S, D>(src, row0, step, h, 0, h, 0, w);
+  for (std::int64_t r = 0; r < h; ++r)
+    for (std::int64_t c = 0; c < w; ++c) row0[r * step + c] = rawPlanarElement<S, D>(src[c * h + r]);
 }
 
 template <int S, int D>
-void transposeColumnsToRows(const Sample<S>* src, Sample<D>* row0, std::int64_t step,
-                            std::int64_t w, std::int64_t h) {
-  if constexpr (S == D && sizeof(Sample<S>) == 1) {
-    // Whole 16 x 16 blocks, a strip of 16 target rows at a time; then the
-    // ragged right edge and bottom strip by the plain form.
-    const std::int64_t w16 = w & ~15, h16 = h & ~15;
-    const auto* s = reinterpret_cast<const std::uint8_t*>(src);
-    auto* d = reinterpret_cast<std::uint8_t*>(row0);
-    for (std::int64_t r = 0; r < h16; r += 16)
-      for (std::int64_t c = 0; c < w16; c += 16) transposeBlock16_SIMD(s + c * h + r, h, d + r * step + c, step);
-    transposeRect_C<S, D>(src, row0, step, h, 0, h16, w16, w);
-    transposeRect_C<S, D>(src, row0, step, h, h16, h, 0, w);
-  } else {
-    transposeColumnsToRows_C<S, D>(src, row0, step, w, h);
+void transposeColumnsToRows(const Sample<S>* src, Sample<D>* row0, std::int64_t step, std::int64_t w,
+                            std::int64_t h) {
+  using Td = Sample<D>;
+  // 64 target rows of one line's worth of elements per tile.
+  constexpr int kRows = 64, kCols = 64 / static_cast<int>(sizeof(Td));
+  alignas(64) Td tile[kCols * kRows];
+  for (std::int64_t r0 = 0; r0 < h; r0 += kRows) {
+    const int nr = static_cast<int>(std::min<std::int64_t>(kRows, h - r0));
+    for (std::int64_t c0 = 0; c0 < w; c0 += kCols) {
+      const int nc = static_cast<int>(std::min<std::int64_t>(kCols, w - c0));
+      const Sample<S>* col = src + c0 * h + r0;
+      if constexpr (S == D) {
+        transposeTile(col, h, row0 + r0 * step + c0, step, nc, nr);
+      } else {
+        for (int c = 0; c < nc; ++c)
+          for (int r = 0; r < nr; ++r) tile[c * kRows + r] = rawPlanarElement<S, D>(col[c * h + r]);
+        transposeTile(tile, kRows, row0 + r0 * step + c0, step, nc, nr);
+      }
+    }
   }
 }
 

@@ -3,11 +3,12 @@
 // Channels families take three plane pointers, the contiguous ones a single
 // buffer holding red, green and blue one after the other.
 #include <algorithm>
+#include <type_traits>
 
 #include "video/families.h"
 #include "video/full_range_rules.h"
-#include "video/rgb_kernels.h"
-#include "video/strip_tiles.h"
+#include "video/bgr_rows.h"
+#include "video/plane_driver.h"
 
 namespace rivulet {
 namespace {
@@ -24,21 +25,22 @@ void splitContiguous(P* planes, int w, int h, P* out[3]) {
 
 // ---- Frame to planes: padded rows, bottom-up -------------------------------------------
 
-// The driver of RGBToRGBChannelsInput with the full-range table in place of
-// EightBitLUT; a non-zero orientation gives column-major planes.
+// The BGR rows of RGBToRGBChannelsInput with the full-range table in place
+// of EightBitLUT; a non-zero orientation gives column-major planes.
 template <int N>
 void RGB24ChannelsCopy(void const* frame, void* red, void* green, void* blue, int w, int h,
                        VideoFrameOrientation orientation) {
   if (w <= 0 || h <= 0) return;
   using T = Sample<N>;
   const T* table = kRGB24WidenTable<N>.data();
-  const std::int64_t stride = bgrRowStride(w);
-  const std::uint8_t* top = static_cast<const std::uint8_t*>(frame) + (h - 1) * stride;
-  T* planes[3] = {static_cast<T*>(red), static_cast<T*>(green), static_cast<T*>(blue)};
-  if (orientation == ORIENTATION_ROW_MAJOR)
-    splitBGRRows<N>(top, -stride, planes, w, h, table);
-  else
-    splitBGRRowsToColumns<N>(top, -stride, planes, w, h, table);
+  const PackedRows<const std::uint8_t> rows(static_cast<const std::uint8_t*>(frame), 3 * std::int64_t{w}, h);
+  T* const planes[3] = {static_cast<T*>(red), static_cast<T*>(green), static_cast<T*>(blue)};
+  const bool stream = streamFor(3 * sizeof(T) * std::int64_t{w} * h);
+  const auto row = [&](int r, int c, int n, T* const out[3], bool toMemory) {
+    splitBGRRow<N>(rows.row(r) + 3 * c, out[0], out[1], out[2], n, table, toMemory);
+  };
+  planesFromRows<T, 3>(row, planes, w, h, orientation, stream);
+  endStream(stream);
 }
 
 template <int N>
@@ -85,20 +87,14 @@ void RGB24ChannelsOutput(void const* red, void const* green, void const* blue, v
                          int h, VideoFrameOrientation orientation) {
   if (w <= 0 || h <= 0) return;
   using T = Sample<N>;
-  const std::int64_t stride = Padded ? bgrRowStride(w) : 3 * static_cast<std::int64_t>(w);
+  const std::int64_t stride = Padded ? bgrRowStride(w) : 3 * std::int64_t{w};
   std::uint8_t* top = static_cast<std::uint8_t*>(frame) + (h - 1) * stride;
-  const T* planes[3] = {static_cast<const T*>(red), static_cast<const T*>(green),
-                        static_cast<const T*>(blue)};
-  if (orientation == ORIENTATION_ROW_MAJOR) {
-    for (int r = 0; r < h; ++r) {
-      const std::int64_t o = static_cast<std::int64_t>(r) * w;
-      mergeRowToBGR<N>(planes[0] + o, planes[1] + o, planes[2] + o, top - r * stride, w);
-    }
-  } else {
-    columnsToRows<T, 3>(planes, w, h, [&](int r, int c0, int n, const T* const* in) {
-      mergeRowToBGR<N>(in[0], in[1], in[2], top - r * stride + 3 * c0, n);
-    });
-  }
+  const T* const planes[3] = {static_cast<const T*>(red), static_cast<const T*>(green),
+                              static_cast<const T*>(blue)};
+  const auto row = [&](int r, int c, int n, const T* const in[3]) {
+    mergeRowToBGR<N>(in[0], in[1], in[2], top - r * stride + 3 * c, n);
+  };
+  planesToRows<T, 3>(row, planes, w, h, orientation);
 }
 
 template <int N, bool Padded>
@@ -108,24 +104,69 @@ void RGB24Output(void const* planes, void* frame, int w, int h, VideoFrameOrient
   RGB24ChannelsOutput<N, Padded>(p[0], p[1], p[2], frame, w, h, orientation);
 }
 
+template <int N>
+struct Copy {
+  static constexpr RGB24ContiguousFcn fcn = &RGB24Copy<N>;
+};
+template <>
+struct Copy<VIDEO_BOOLEAN> {
+  static constexpr RGB24ContiguousFcn fcn = nullptr;  // no BOOLEAN member
+};
+template <int N>
+struct ChannelsCopy {
+  static constexpr VideoInputFcn fcn = &RGB24ChannelsCopy<N>;
+};
+template <>
+struct ChannelsCopy<VIDEO_BOOLEAN> {
+  static constexpr VideoInputFcn fcn = nullptr;  // no BOOLEAN member
+};
+template <int N>
+struct Empty {
+  static constexpr RGB24ContiguousFcn fcn = &RGB24Empty<N>;
+};
+template <>
+struct Empty<VIDEO_BOOLEAN> {
+  static constexpr RGB24ContiguousFcn fcn = nullptr;  // no BOOLEAN member
+};
+template <int N>
+struct ChannelsEmpty {
+  static constexpr VideoInputFcn fcn = &RGB24ChannelsEmpty<N>;
+};
+template <>
+struct ChannelsEmpty<VIDEO_BOOLEAN> {
+  static constexpr VideoInputFcn fcn = nullptr;  // no BOOLEAN member
+};
+template <int N>
+struct Output {
+  static constexpr RGB24ContiguousFcn fcn = &RGB24Output<N, false>;
+};
+template <int N>
+struct ChannelsOutput {
+  static constexpr VideoOutputFcn fcn = &RGB24ChannelsOutput<N, false>;
+};
+template <int N>
+struct PaddedOutput {
+  static constexpr RGB24ContiguousFcn fcn = &RGB24Output<N, true>;
+};
+template <int N>
+struct PaddedChannelsOutput {
+  static constexpr VideoOutputFcn fcn = &RGB24ChannelsOutput<N, true>;
+};
+
 }  // namespace
 
-// ---- Tables: nine entries each; the copy and clear families have no BOOLEAN member ----
-
-#define RIVULET_EIGHT(F) &F<0>, &F<1>, &F<2>, &F<3>, &F<4>, &F<5>, &F<6>, &F<7>
-#define RIVULET_NINE_PADDED(F, P) \
-  &F<0, P>, &F<1, P>, &F<2, P>, &F<3, P>, &F<4, P>, &F<5, P>, &F<6, P>, &F<7, P>, &F<8, P>
-
-constexpr RGB24ContiguousFcn kRGB24Copy[9] = {RIVULET_EIGHT(RGB24Copy), nullptr /* BOOLEAN */};
-constexpr VideoInputFcn kRGB24ChannelsCopy[9] = {RIVULET_EIGHT(RGB24ChannelsCopy), nullptr /* BOOLEAN */};
-constexpr RGB24ContiguousFcn kRGB24Empty[9] = {RIVULET_EIGHT(RGB24Empty), nullptr /* BOOLEAN */};
-constexpr VideoInputFcn kRGB24ChannelsEmpty[9] = {RIVULET_EIGHT(RGB24ChannelsEmpty), nullptr /* BOOLEAN */};
-constexpr RGB24ContiguousFcn kRGB24Output[9] = {RIVULET_NINE_PADDED(RGB24Output, false)};
-constexpr VideoOutputFcn kRGB24ChannelsOutput[9] = {RIVULET_NINE_PADDED(RGB24ChannelsOutput, false)};
-constexpr RGB24ContiguousFcn kPaddedRGB24Output[9] = {RIVULET_NINE_PADDED(RGB24Output, true)};
-constexpr VideoOutputFcn kPaddedRGB24ChannelsOutput[9] = {RIVULET_NINE_PADDED(RGB24ChannelsOutput, true)};
-
-#undef RIVULET_EIGHT
-#undef RIVULET_NINE_PADDED
+constexpr RGB24ContiguousTable kRGB24Copy = buildVideoTable<RGB24ContiguousFcn, Copy>();
+constexpr VideoInputTable kRGB24ChannelsCopy = buildVideoTable<VideoInputFcn, ChannelsCopy>();
+constexpr RGB24ContiguousTable kRGB24Empty = buildVideoTable<RGB24ContiguousFcn, Empty>();
+constexpr VideoInputTable kRGB24ChannelsEmpty = buildVideoTable<VideoInputFcn, ChannelsEmpty>();
+constexpr RGB24ContiguousTable kRGB24Output = buildVideoTable<RGB24ContiguousFcn, Output>();
+constexpr VideoOutputTable kRGB24ChannelsOutput = buildVideoTable<VideoOutputFcn, ChannelsOutput>();
+constexpr RGB24ContiguousTable kPaddedRGB24Output = buildVideoTable<RGB24ContiguousFcn, PaddedOutput>();
+constexpr VideoOutputTable kPaddedRGB24ChannelsOutput = buildVideoTable<VideoOutputFcn, PaddedChannelsOutput>();
+static_assert(typesOf(kRGB24Copy) == kRGB24CopyTypes && typesOf(kRGB24ChannelsCopy) == kRGB24CopyTypes);
+static_assert(typesOf(kRGB24Empty) == kRGB24CopyTypes && typesOf(kRGB24ChannelsEmpty) == kRGB24CopyTypes);
+static_assert(typesOf(kRGB24Output) == kRGB24OutputTypes && typesOf(kRGB24ChannelsOutput) == kRGB24OutputTypes);
+static_assert(typesOf(kPaddedRGB24Output) == kRGB24OutputTypes &&
+              typesOf(kPaddedRGB24ChannelsOutput) == kRGB24OutputTypes);
 
 }  // namespace rivulet
