@@ -22,7 +22,10 @@ void RGBToIntensityChannelsInput(void const* frame, void* plane0, void*, void*, 
   const auto row = [&](int r, int c, int n, T* const out[1], bool) {
     intensityRowFromBGR<N>(rows.row(r) + 3 * c, out[0], n);
   };
-  planesFromRows<T, 1>(row, planes, w, h, orientation);
+  // Column-major tiles of wide samples go to memory a line at a time.
+  const bool stream = streamFor(sizeof(T) * std::int64_t{w} * h);
+  planesFromRows<T, 1>(row, planes, w, h, orientation, stream);
+  endStream(stream);
 }
 
 template <int N>
@@ -39,7 +42,9 @@ void RGBToIntensityChannelsInput_mmr(void const* frame, void* plane0, void*, voi
       const std::int64_t i = r * W + c;
       intensityRunFromPlanes<N>(src + i, src + n + i, src + 2 * n + i, out[0], cnt);
     };
-    planesFromRows<T, 1>(row, planes, w, h, ORIENTATION_COLUMN_MAJOR);
+    const bool stream = streamFor(sizeof(T) * n);
+    planesFromRows<T, 1>(row, planes, w, h, ORIENTATION_COLUMN_MAJOR, stream);
+    endStream(stream);
   } else {
     // Both column-major: element i from byte i of each source plane.
     const std::int32_t count = pixelCount32(w, h);
@@ -66,14 +71,18 @@ void YCbCrToIntensityChannelsInput(void const* frame, void* plane0, void*, void*
   if (orientation == ORIENTATION_ROW_MAJOR) {
     const std::int32_t count = pixelCount32(w, h);
     if (count < 1) return;
-    lumaRun<N>(yuy2, out, count, table);
+    const bool stream = streamFor(sizeof(T) * std::int64_t{count});
+    lumaRun<N>(yuy2, out, count, table, stream);
+    endStream(stream);
   } else {
     if (w <= 0 || h <= 0) return;
     T* const planes[1] = {out};
     const auto row = [&](int r, int c, int n, T* const o[1], bool) {
       lumaRun<N>(yuy2 + 2 * (static_cast<std::int64_t>(r) * w + c), o[0], n, table);
     };
-    planesFromRows<T, 1>(row, planes, w, h, ORIENTATION_COLUMN_MAJOR);
+    const bool stream = streamFor(sizeof(T) * std::int64_t{w} * h);
+    planesFromRows<T, 1>(row, planes, w, h, ORIENTATION_COLUMN_MAJOR, stream);
+    endStream(stream);
   }
 }
 

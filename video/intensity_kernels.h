@@ -6,6 +6,7 @@
 
 #include <cstdint>
 
+#include "video/bgr_rows.h"
 #include "video/full_range_rules.h"
 
 namespace rivulet {
@@ -63,10 +64,22 @@ inline void intensityRunFromPlanes(const std::uint8_t* r, const std::uint8_t* g,
   intensityRunFromPlanes_C<N>(r + done, g + done, b + done, dst + done, n - done);
 }
 
+// Wide samples: the luma bytes of a chunk gathered in L1, then widened by the
+// table through the gather forms (past the caches with `stream`).
 template <int N>
 inline void lumaRun(const std::uint8_t* yuy2, Sample<N>* dst, std::int64_t n,
-                    Sample<N> const* table) {
-  lumaRun_C<N>(yuy2, dst, n, table);
+                    Sample<N> const* table, bool stream = false) {
+  if constexpr (sizeof(Sample<N>) >= 4) {
+    constexpr int kChunk = 512;
+    alignas(64) std::uint8_t bytes[kChunk];
+    for (std::int64_t i = 0; i < n; i += kChunk) {
+      const int m = static_cast<int>(std::min<std::int64_t>(kChunk, n - i));
+      for (int j = 0; j < m; ++j) bytes[j] = yuy2[2 * (i + j)];
+      widenRun<N>(bytes, dst + i, m, table, stream);
+    }
+  } else {
+    lumaRun_C<N>(yuy2, dst, n, table);
+  }
 }
 
 }  // namespace rivulet
