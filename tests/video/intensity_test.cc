@@ -4,6 +4,7 @@
 // planes, with plane1 and plane2 null.
 #include "rivulet/rivulet.h"
 #include "tests/video/sweep_support.h"
+#include "types/cpu.h"
 #include "video/intensity_kernels.h"
 
 using namespace rivulet;
@@ -163,4 +164,36 @@ TEST(IntensityValues, LumaStretchAndThreshold) {
     EXPECT_EQ(u8[1], bytes[i]);
     EXPECT_EQ(bo[0], ys[i] > 16 ? 1 : 0) << ys[i];
   }
+}
+
+namespace {
+
+// Every form table the CPU runs (not only the widest) against the plain rows.
+template <int N>
+void expectFormsEqualPlain(const IntensityForms& forms) {
+  using T = Sample<N>;
+  const int n = 1 << 16;
+  const auto bgr = randomBytes(3 * n, N);
+  const auto planes = randomBytes(3 * n, N + 100);
+  std::vector<T> fast(n), plain(n);
+  const std::int64_t done = forms.bgr[N](bgr.data(), fast.data(), n);
+  intensityRowFromBGR_C<N>(bgr.data(), plain.data(), done);
+  for (std::int64_t i = 0; i < done; ++i) ASSERT_TRUE(same(fast[i], plain[i])) << "type " << N << " at " << i;
+  const std::int64_t done2 = forms.planes[N](planes.data(), planes.data() + n, planes.data() + 2 * n, fast.data(), n);
+  intensityRunFromPlanes_C<N>(planes.data(), planes.data() + n, planes.data() + 2 * n, plain.data(), done2);
+  for (std::int64_t i = 0; i < done2; ++i) ASSERT_TRUE(same(fast[i], plain[i])) << "type " << N << " at " << i;
+  ASSERT_GT(done, n - 16);
+  ASSERT_EQ(done2, n);
+}
+
+template <int... N>
+void expectAllTypes(const IntensityForms& forms, std::integer_sequence<int, N...>) {
+  (expectFormsEqualPlain<N>(forms), ...);
+}
+
+}  // namespace
+
+TEST(IntensityFastForms, EveryInstructionSetEqualsPlain) {
+  if (simdAtLeast(Simd::kAvx2)) expectAllTypes(kIntensityForms_AVX2, std::make_integer_sequence<int, 9>{});
+  if (simdAtLeast(Simd::kAvx512)) expectAllTypes(kIntensityForms_AVX512, std::make_integer_sequence<int, 9>{});
 }

@@ -7,6 +7,7 @@
 
 #include "rivulet/rivulet.h"
 #include "tests/video/sweep_support.h"
+#include "video/raw_planar_kernels.h"
 
 using namespace rivulet;
 using namespace sweep;
@@ -156,4 +157,53 @@ TEST(RawPlanarValues, PinnedLayoutsAndRules) {
   EXPECT_EQ(u16[1], 0);
   MM_GetRawPlanarColumnToRawPlanarRowConvertFcn(VIDEO_BOOLEAN, VIDEO_UINT8)(bo, b8, 2, 2, 1, 0, false);
   EXPECT_EQ(std::vector<int>(b8, b8 + 4), (std::vector<int>{0, 255, 255, 255}));
+}
+
+// The fast element forms against the plain rule: random bit patterns (NaN
+// payloads, infinities, denormals, huge values) and every step of the int16
+// scale with its neighbours one ulp away.
+TEST(RawPlanarFastForms, EqualThePlainRules) {
+  std::mt19937_64 rng(7);
+  std::vector<double> d;
+  for (int k = -32770; k <= 32770; ++k) {
+    const double x = k / 32768.0;
+    d.insert(d.end(), {x, std::nextafter(x, -2.0), std::nextafter(x, 2.0)});
+  }
+  for (int i = 0; i < 200000; ++i) {
+    const std::uint64_t bits = rng();
+    double x;
+    std::memcpy(&x, &bits, sizeof x);
+    d.push_back(x);
+  }
+  // Floats: the same steps where they fit, random bit patterns elsewhere.
+  std::vector<float> f(d.size());
+  for (size_t i = 0; i < d.size(); ++i) {
+    const std::uint32_t bits = static_cast<std::uint32_t>(rng());
+    if (std::fabs(d[i]) < 2.0 && i % 2 == 0)
+      f[i] = static_cast<float>(d[i]);
+    else
+      std::memcpy(&f[i], &bits, sizeof(float));
+  }
+  std::vector<int> i32(d.size());
+  for (auto& x : i32) x = static_cast<int>(rng());
+  std::vector<unsigned char> bo(d.size());
+  for (auto& x : bo) x = static_cast<unsigned char>(rng());
+  const size_t n = d.size();
+  for (size_t i = 0; i < n; ++i) ASSERT_EQ(floorToInt16Fast(d[i]), floorToInt16(d[i])) << d[i];
+  const RawPlanarForms* forms = rawPlanarForms();
+  if (forms == nullptr) GTEST_SKIP() << "no fast forms in this build";
+  std::vector<short> out(n);
+  std::vector<unsigned char> bytes(n);
+  const auto check = [&](auto run, const auto& src, auto plain, auto& dst) {
+    const std::int64_t done = run(src.data(), dst.data(), static_cast<std::int64_t>(n));
+    ASSERT_GE(done, static_cast<std::int64_t>(n) - 16);
+    for (std::int64_t i = 0; i < done; ++i) ASSERT_EQ(dst[i], plain(src[i])) << i;
+  };
+  check(forms->run[VIDEO_DOUBLE], d, rawPlanarElement<VIDEO_DOUBLE, VIDEO_INT16>, out);
+  check(forms->run[VIDEO_SINGLE], f, rawPlanarElement<VIDEO_SINGLE, VIDEO_INT16>, out);
+  check(forms->run[VIDEO_INT32], i32, rawPlanarElement<VIDEO_INT32, VIDEO_INT16>, out);
+  std::vector<unsigned> u32(i32.begin(), i32.end());
+  std::vector<unsigned short> u16(n);
+  check(forms->run[VIDEO_UINT32], u32, rawPlanarElement<VIDEO_UINT32, VIDEO_UINT16>, u16);
+  check(forms->run[VIDEO_BOOLEAN], bo, rawPlanarElement<VIDEO_BOOLEAN, VIDEO_UINT8>, bytes);
 }
