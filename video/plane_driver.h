@@ -54,12 +54,14 @@ void planesFromRows(const Row& row, T* const planes[P], int w, int h,
     }
     return;
   }
-  constexpr int TR = kTileRows<T>, TC = kTileCols;
+  constexpr int TR = kTileRows<T>, TC = kTileCols<T>;
   alignas(64) T tile[P][TR * TC];
-  // Each plane's rows are gathered in its tile in groups of TR, written out
-  // as soon as a group is complete. Where a column holds whole lines of a
-  // wide type, a plane's first group is short, so that the others start on a
-  // line boundary of that plane and can be streamed whole.
+  // Bands of TR rows, top to bottom, each swept left to right a tile at a
+  // time: the source is read along its rows, and each destination column
+  // gets TR consecutive elements per band. Where a column holds whole lines
+  // of a wide type, the first band is short, so that the others start on a
+  // line boundary and are streamed whole; planes whose alignments differ
+  // get a pass each (the row kernel runs once per pass).
   int lead[P] = {};
   if constexpr (sizeof(T) >= 4)
     if ((H * sizeof(T)) % 64 == 0)
@@ -67,19 +69,25 @@ void planesFromRows(const Row& row, T* const planes[P], int w, int h,
         const auto address = reinterpret_cast<std::uintptr_t>(planes[p]);
         if (address % sizeof(T) == 0) lead[p] = static_cast<int>((64 - address % 64) % 64 / sizeof(T));
       }
-  for (int c0 = 0; c0 < w; c0 += TC) {
-    const int nc = std::min(TC, w - c0);
-    for (int r = 0; r < h; ++r) {
-      int slot[P];
-      for (int p = 0; p < P; ++p) {
-        slot[p] = r < lead[p] ? r : (r - lead[p]) % TR;
-        out[p] = tile[p] + slot[p] * TC;
+  const auto pass = [&](int first, int last, int firstBand) {
+    for (int r0 = 0; r0 < h;) {
+      const int nr = std::min(r0 == 0 && firstBand > 0 ? firstBand : TR, h - r0);
+      for (int c0 = 0; c0 < w; c0 += TC) {
+        const int nc = std::min(TC, w - c0);
+        for (int r = 0; r < nr; ++r) {
+          for (int p = 0; p < P; ++p) out[p] = tile[p] + r * TC;
+          row(r0 + r, c0, nc, out, false);
+        }
+        for (int p = first; p < last; ++p)
+          transposeTile(tile[p], TC, planes[p] + c0 * H + r0, H, nr, nc, stream);
       }
-      row(r, c0, nc, out, false);
-      for (int p = 0; p < P; ++p)
-        if (slot[p] == (r < lead[p] ? lead[p] : TR) - 1 || r == h - 1)
-          transposeTile(tile[p], TC, planes[p] + c0 * H + r - slot[p], H, slot[p] + 1, nc, stream);
+      r0 += nr;
     }
+  };
+  if (std::all_of(lead, lead + P, [&](int l) { return l == lead[0]; })) {
+    pass(0, P, lead[0]);
+  } else {
+    for (int p = 0; p < P; ++p) pass(p, p + 1, lead[p]);
   }
 }
 
@@ -97,7 +105,7 @@ void planesToRows(const Row& row, T const* const planes[P], int w, int h,
     }
     return;
   }
-  constexpr int TR = kTileRows<T>, TC = kTileCols;
+  constexpr int TR = kTileRows<T>, TC = kTileCols<T>;
   alignas(64) T tile[P][TR * TC];
   for (int c0 = 0; c0 < w; c0 += TC) {
     const int nc = std::min(TC, w - c0);

@@ -74,6 +74,7 @@ inline int splitBGRGroups(const std::uint8_t* bgr, std::uint8_t* red, std::uint8
                           std::uint8_t* blue, int n) {
   using V = typename Ops::V;
   constexpr int kPixels = 16 * Ops::kGroups;
+  if (n < kPixels) return 0;
   V m[3][3];
   for (int k = 0; k < 3; ++k)
     for (int v = 0; v < 3; ++v) m[k][v] = Ops::mask(kSplitMasks.m[k][v]);

@@ -13,12 +13,13 @@
 namespace rivulet {
 
 // Tile shape of the column-major drivers: kTileRows<T> rows fill one 64-byte
-// line of a destination column (at least 8 rows); kTileCols columns keep a
-// tile of a plane at 4 KiB, so the tiles of three planes and their source
-// stay in L1.
+// line of a destination column (at least 8 rows); kTileCols<T> columns make
+// a tile of a plane 8 KiB, so the tiles of three planes stay in L1 and
+// each source row is read in runs of several lines.
 template <typename T>
 inline constexpr int kTileRows = sizeof(T) >= 8 ? 8 : 64 / static_cast<int>(sizeof(T));
-inline constexpr int kTileCols = 64;
+template <typename T>
+inline constexpr int kTileCols = 8192 / (kTileRows<T> * static_cast<int>(sizeof(T)));
 
 // dst[c * dstStride + r] = src[r * srcStride + c] for r < rows, c < cols.
 template <typename T>
@@ -66,15 +67,15 @@ inline void transposeTile(const T* src, std::int64_t srcStride, T* dst, std::int
 }
 
 // A whole row-major w x h plane to column-major, tile by tile: a strip of
-// kTileCols columns at a time from top to bottom, so each destination column
+// kTileCols<T> columns at a time from top to bottom, so each destination column
 // is written in order and its lines are completed one after the other.
 template <typename T>
 inline void transposePlane(const T* src, T* dst, int w, int h) {
   const std::int64_t W = w, H = h;
-  for (int c0 = 0; c0 < w; c0 += kTileCols)
+  for (int c0 = 0; c0 < w; c0 += kTileCols<T>)
     for (int r0 = 0; r0 < h; r0 += kTileRows<T>)
       transposeTile(src + r0 * W + c0, W, dst + c0 * H + r0, H, std::min(kTileRows<T>, h - r0),
-                    std::min(kTileCols, w - c0));
+                    std::min(kTileCols<T>, w - c0));
 }
 
 }  // namespace rivulet
