@@ -163,10 +163,13 @@ constexpr RGB24ContiguousTable kRGB24Output = buildVideoTable<RGB24ContiguousFcn
 constexpr VideoOutputTable kRGB24ChannelsOutput = buildVideoTable<VideoOutputFcn, ChannelsOutput>();
 constexpr RGB24ContiguousTable kPaddedRGB24Output = buildVideoTable<RGB24ContiguousFcn, PaddedOutput>();
 constexpr VideoOutputTable kPaddedRGB24ChannelsOutput = buildVideoTable<VideoOutputFcn, PaddedChannelsOutput>();
-static_assert(typesOf(kRGB24Copy) == kRGB24CopyTypes && typesOf(kRGB24ChannelsCopy) == kRGB24CopyTypes);
-static_assert(typesOf(kRGB24Empty) == kRGB24CopyTypes && typesOf(kRGB24ChannelsEmpty) == kRGB24CopyTypes);
-static_assert(typesOf(kRGB24Output) == kRGB24OutputTypes && typesOf(kRGB24ChannelsOutput) == kRGB24OutputTypes);
-static_assert(typesOf(kPaddedRGB24Output) == kRGB24OutputTypes &&
-              typesOf(kPaddedRGB24ChannelsOutput) == kRGB24OutputTypes);
+static_assert(typesOf(kRGB24Copy) == kRGB24CopyTypes);
+static_assert(typesOf(kRGB24ChannelsCopy) == kRGB24CopyTypes);
+static_assert(typesOf(kRGB24Empty) == kRGB24CopyTypes);
+static_assert(typesOf(kRGB24ChannelsEmpty) == kRGB24CopyTypes);
+static_assert(typesOf(kRGB24Output) == kRGB24OutputTypes);
+static_assert(typesOf(kRGB24ChannelsOutput) == kRGB24OutputTypes);
+static_assert(typesOf(kPaddedRGB24Output) == kRGB24OutputTypes);
+static_assert(typesOf(kPaddedRGB24ChannelsOutput) == kRGB24OutputTypes);
 
 }  // namespace rivulet

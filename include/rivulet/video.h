@@ -60,6 +60,15 @@ RIVULET_API VideoOutputFcn MM_GetRGBToYCbCrChannelsOutputFcn(VideoDataType dataT
 RIVULET_API VideoOutputFcn MM_GetIntensityToYCbCrChannelsOutputFcn(VideoDataType dataType);
 RIVULET_API VideoOutputFcn MM_GetYCbCrToYCbCrChannelsOutputFcn(VideoDataType dataType);
 
+// ---- Intensity --------------------------------------------------------------------
+// The intensity routines (RGB or YUY2 frame, FOURCC_GREY planes) write plane0
+// only; plane1 and plane2 are never touched and may be null. From RGB the
+// intensity is computed in double with a value rule per type (white gives max
+// in every type, e.g. 65535 in VIDEO_UINT16; black gives -127 in VIDEO_INT8);
+// from YUY2 the studio-range luma is stretched to a byte and widened by
+// EightBitLUT. The YUY2 routine writes nothing for an orientation other than
+// 0 and 1.
+
 // ---- Packed RGB24 ------------------------------------------------------------------
 // Packed 24-bit frames (blue, green, red bytes; rows bottom-up, so the picture's
 // top row is the last row in memory) to and from three planes of any type, with
