@@ -111,9 +111,29 @@ std::int64_t intensityPlanesBytes(const std::uint8_t* r, const std::uint8_t* g, 
   return i;
 }
 
+// Sixty-four luma bytes (every other byte of 128) through a 256-entry byte
+// table: two 128-entry byte permutes, picked by the index's top bit.
+std::int64_t lumaBytes(const std::uint8_t* yuy2, void* dst, std::int64_t n, const void* table) {
+  const auto* t = static_cast<const std::uint8_t*>(table);
+  const __m512i t0 = _mm512_loadu_si512(t), t1 = _mm512_loadu_si512(t + 64);
+  const __m512i t2 = _mm512_loadu_si512(t + 128), t3 = _mm512_loadu_si512(t + 192);
+  alignas(64) std::uint8_t order[64];
+  for (int i = 0; i < 64; ++i) order[i] = static_cast<std::uint8_t>(2 * i);
+  const __m512i evens = _mm512_load_si512(order);
+  std::int64_t i = 0;
+  for (; i + 64 <= n; i += 64) {
+    const __m512i a = _mm512_loadu_si512(yuy2 + 2 * i), b = _mm512_loadu_si512(yuy2 + 2 * i + 64);
+    const __m512i y = _mm512_permutex2var_epi8(a, evens, b);
+    const __m512i lo = _mm512_permutex2var_epi8(t0, y, t1), hi = _mm512_permutex2var_epi8(t2, y, t3);
+    _mm512_storeu_si512(static_cast<std::uint8_t*>(dst) + i, _mm512_mask_blend_epi8(_mm512_movepi8_mask(y), lo, hi));
+  }
+  return i;
+}
+
 constexpr IntensityForms withByteForms(IntensityForms f) {
   f.bgr[VIDEO_UINT8] = &intensityBGRBytes;
   f.planes[VIDEO_UINT8] = &intensityPlanesBytes;
+  f.lumaBytes = &lumaBytes;
   return f;
 }
 

@@ -40,6 +40,8 @@ struct IntensityForms {
   std::int64_t (*bgr[9])(const std::uint8_t* bgr, void* dst, std::int64_t n);
   std::int64_t (*planes[9])(const std::uint8_t* r, const std::uint8_t* g, const std::uint8_t* b, void* dst,
                             std::int64_t n);
+  // dst[i] = table[yuy2[2 * i]] for 1-byte samples; null where not fast.
+  std::int64_t (*lumaBytes)(const std::uint8_t* yuy2, void* dst, std::int64_t n, const void* table);
 };
 extern const IntensityForms kIntensityForms_AVX2;
 extern const IntensityForms kIntensityForms_AVX512;
@@ -65,7 +67,8 @@ inline void intensityRunFromPlanes(const std::uint8_t* r, const std::uint8_t* g,
 }
 
 // Wide samples: the luma bytes of a chunk gathered in L1, then widened by the
-// table through the gather forms (past the caches with `stream`).
+// table through the gather forms (past the caches with `stream`); bytes by a
+// fast table form where there is one.
 template <int N>
 inline void lumaRun(const std::uint8_t* yuy2, Sample<N>* dst, std::int64_t n,
                     Sample<N> const* table, bool stream = false) {
@@ -78,7 +81,11 @@ inline void lumaRun(const std::uint8_t* yuy2, Sample<N>* dst, std::int64_t n,
       widenRun<N>(bytes, dst + i, m, table, stream);
     }
   } else {
-    lumaRun_C<N>(yuy2, dst, n, table);
+    std::int64_t done = 0;
+    if constexpr (sizeof(Sample<N>) == 1)
+      if (const IntensityForms* f = intensityForms(); f != nullptr && f->lumaBytes != nullptr)
+        done = f->lumaBytes(yuy2, dst, n, table);
+    lumaRun_C<N>(yuy2 + 2 * done, dst + done, n - done, table);
   }
 }
 

@@ -79,7 +79,8 @@ constexpr IntensityForms makeIntensityForms() {
        &intensityBGRForm<Ops, 6>, &intensityBGRForm<Ops, 7>, &intensityBGRForm<Ops, 8>},
       {&intensityPlanesForm<Ops, 0>, &intensityPlanesForm<Ops, 1>, &intensityPlanesForm<Ops, 2>,
        &intensityPlanesForm<Ops, 3>, &intensityPlanesForm<Ops, 4>, &intensityPlanesForm<Ops, 5>,
-       &intensityPlanesForm<Ops, 6>, &intensityPlanesForm<Ops, 7>, &intensityPlanesForm<Ops, 8>}};
+       &intensityPlanesForm<Ops, 6>, &intensityPlanesForm<Ops, 7>, &intensityPlanesForm<Ops, 8>},
+      nullptr};
 }
 
 }  // namespace rivulet
