@@ -19,10 +19,11 @@ void RGBToIntensityChannelsInput(void const* frame, void* plane0, void*, void*, 
   using T = Sample<N>;
   const PackedRows<const std::uint8_t> rows(static_cast<const std::uint8_t*>(frame), 3 * std::int64_t{w}, h);
   T* const planes[1] = {static_cast<T*>(plane0)};
-  const auto row = [&](int r, int c, int n, T* const out[1], bool) {
-    intensityRowFromBGR<N>(rows.row(r) + 3 * c, out[0], n);
+  const auto row = [&](int r, int c, int n, T* const out[1], bool toMemory) {
+    intensityRowFromBGR<N>(rows.row(r) + 3 * c, out[0], n, toMemory);
   };
-  // Column-major tiles of wide samples go to memory a line at a time.
+  // Large outputs go to memory past the caches: row-major rows of doubles,
+  // and column-major tiles of wide samples a line at a time.
   const bool stream = streamFor(sizeof(T) * std::int64_t{w} * h);
   planesFromRows<T, 1>(row, planes, w, h, orientation, stream);
   endStream(stream);
@@ -49,8 +50,10 @@ void RGBToIntensityChannelsInput_mmr(void const* frame, void* plane0, void*, voi
     // Both column-major: element i from byte i of each source plane.
     const std::int32_t count = pixelCount32(w, h);
     if (count < 1) return;
+    const bool stream = streamFor(sizeof(T) * std::int64_t{count});
     intensityRunFromPlanes<N>(src, src + count, src + 2 * static_cast<std::int64_t>(count), planes[0],
-                              count);
+                              count, stream);
+    endStream(stream);
   }
 }
 

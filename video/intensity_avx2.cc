@@ -41,6 +41,7 @@ struct Avx2Ops {
   static I replicate16(I b) { return _mm_or_si128(_mm_slli_epi32(b, 8), b); }
   static I replicate32(I b) { return _mm_mullo_epi32(b, _mm_set1_epi32(0x01010101)); }
   static void storeDouble(void* p, V v) { _mm256_storeu_pd(static_cast<double*>(p), v); }
+  static void streamDouble(double* p, V v) { _mm256_stream_pd(p, v); }
   static void storeFloat(void* p, V v) { _mm_storeu_ps(static_cast<float*>(p), _mm256_cvtpd_ps(v)); }
   static void storeInts(void* p, I x) { _mm_storeu_si128(static_cast<__m128i*>(p), x); }
   // The values fit the narrower type, so taking the low bytes of each lane is exact.

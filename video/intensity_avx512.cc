@@ -3,6 +3,8 @@
 // CPU detection.
 #include <immintrin.h>
 
+#include <cstring>
+
 #include "video/intensity_simd.h"
 
 // GCC 12 reports the undefined pass-through operand inside its own AVX-512
@@ -44,6 +46,7 @@ struct Avx512Ops {
   static I replicate16(I b) { return _mm256_or_si256(_mm256_slli_epi32(b, 8), b); }
   static I replicate32(I b) { return _mm256_mullo_epi32(b, _mm256_set1_epi32(0x01010101)); }
   static void storeDouble(void* p, V v) { _mm512_storeu_pd(p, v); }
+  static void streamDouble(double* p, V v) { _mm512_stream_pd(p, v); }
   static void storeFloat(void* p, V v) { _mm256_storeu_ps(static_cast<float*>(p), _mm512_cvtpd_ps(v)); }
   static void storeInts(void* p, I x) { _mm256_storeu_si256(static_cast<__m256i*>(p), x); }
   // The values fit the narrower type, so truncating each lane is exact.
@@ -130,10 +133,46 @@ std::int64_t lumaBytes(const std::uint8_t* yuy2, void* dst, std::int64_t n, cons
   return i;
 }
 
+// Wide samples by gathers from the table: the luma byte of each macro-pixel
+// half is the low byte of a 16-bit lane. With `stream`, the stores from the
+// first line boundary of dst on go past the caches.
+template <int Bytes>
+std::int64_t lumaWide(const std::uint8_t* yuy2, void* dst, std::int64_t n, const void* table, bool stream) {
+  constexpr int L = 64 / Bytes;  // samples a vector
+  auto* out = static_cast<std::uint8_t*>(dst);
+  const auto* t = static_cast<const std::uint8_t*>(table);
+  std::int64_t i = 0;
+  const auto a = reinterpret_cast<std::uintptr_t>(dst);
+  if (stream && a % Bytes == 0) {
+    for (; i < n && (a + i * Bytes) % 64 != 0; ++i) std::memcpy(out + i * Bytes, t + yuy2[2 * i] * Bytes, Bytes);
+  } else {
+    stream = false;
+  }
+  for (; i + L <= n; i += L) {
+    __m512i v;  // the L pixels' 2L bytes
+    if constexpr (Bytes == 8) {
+      const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(yuy2 + 2 * i));
+      const __m512i idx = _mm512_and_si512(_mm512_cvtepu16_epi64(x), _mm512_set1_epi64(0xFF));
+      v = _mm512_castpd_si512(_mm512_i64gather_pd(idx, t, 8));
+    } else {
+      const __m256i x = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(yuy2 + 2 * i));
+      const __m512i idx = _mm512_and_si512(_mm512_cvtepu16_epi32(x), _mm512_set1_epi32(0xFF));
+      v = _mm512_i32gather_epi32(idx, t, 4);
+    }
+    if (stream)
+      _mm512_stream_si512(reinterpret_cast<__m512i*>(out + i * Bytes), v);
+    else
+      _mm512_storeu_si512(out + i * Bytes, v);
+  }
+  return i;
+}
+
 constexpr IntensityForms withByteForms(IntensityForms f) {
   f.bgr[VIDEO_UINT8] = &intensityBGRBytes;
   f.planes[VIDEO_UINT8] = &intensityPlanesBytes;
   f.lumaBytes = &lumaBytes;
+  f.luma4 = &lumaWide<4>;
+  f.luma8 = &lumaWide<8>;
   return f;
 }
 

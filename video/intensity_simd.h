@@ -71,6 +71,30 @@ std::int64_t intensityPlanesForm(const std::uint8_t* r, const std::uint8_t* g, c
   return i;
 }
 
+// The VIDEO_DOUBLE forms onto a line-aligned dst, with streaming stores.
+template <typename Ops>
+std::int64_t intensityBGRDoubleStreamed(const std::uint8_t* bgr, void* dst, std::int64_t n) {
+  constexpr int L = Ops::kLanes;
+  std::int64_t i = 0;
+  for (; i + L <= n && 3 * i + Ops::kBGRLoadBytes <= 3 * n; i += L) {
+    typename Ops::V r, g, b;
+    Ops::loadBGR(bgr + 3 * i, r, g, b);
+    Ops::streamDouble(static_cast<double*>(dst) + i, intensityOf<Ops>(r, g, b));
+  }
+  return i;
+}
+
+template <typename Ops>
+std::int64_t intensityPlanesDoubleStreamed(const std::uint8_t* r, const std::uint8_t* g, const std::uint8_t* b,
+                                           void* dst, std::int64_t n) {
+  constexpr int L = Ops::kLanes;
+  std::int64_t i = 0;
+  for (; i + L <= n; i += L)
+    Ops::streamDouble(static_cast<double*>(dst) + i,
+                      intensityOf<Ops>(Ops::loadBytes(r + i), Ops::loadBytes(g + i), Ops::loadBytes(b + i)));
+  return i;
+}
+
 template <typename Ops>
 constexpr IntensityForms makeIntensityForms() {
   return IntensityForms{
@@ -80,6 +104,10 @@ constexpr IntensityForms makeIntensityForms() {
       {&intensityPlanesForm<Ops, 0>, &intensityPlanesForm<Ops, 1>, &intensityPlanesForm<Ops, 2>,
        &intensityPlanesForm<Ops, 3>, &intensityPlanesForm<Ops, 4>, &intensityPlanesForm<Ops, 5>,
        &intensityPlanesForm<Ops, 6>, &intensityPlanesForm<Ops, 7>, &intensityPlanesForm<Ops, 8>},
+      &intensityBGRDoubleStreamed<Ops>,
+      &intensityPlanesDoubleStreamed<Ops>,
+      nullptr,
+      nullptr,
       nullptr};
 }
 
