@@ -1,5 +1,5 @@
 // SSE2 forms of the raw planar layer (the x86-64 baseline, so no detection
-// beyond RIVULET_NO_SIMD): the element rules on runs of a source column, and
+// beyond RIVULET_NO_SIMD), and the pick of the widest forms: the element rules on runs of a source column, and
 // an 8 x 8 transpose of 16-bit elements. Each run form does whole vectors and
 // returns how many elements it did; each equals the plain rule bit for bit.
 #include <emmintrin.h>
@@ -126,9 +126,19 @@ constexpr RawPlanarForms kSse2 = {
 
 }  // namespace
 
+extern const RawPlanarForms kRawPlanarForms_AVX512;
+
+// The SSE2 set, with each member the AVX-512 set has taken from it where the
+// CPU runs that.
 const RawPlanarForms* rawPlanarForms() {
-  static const RawPlanarForms* const forms = simdAtLeast(Simd::kSse2) ? &kSse2 : nullptr;
-  return forms;
+  static const RawPlanarForms forms = [] {
+    RawPlanarForms f = kSse2;
+    if (simdAtLeast(Simd::kAvx512))
+      for (int t = 0; t < 9; ++t)
+        if (kRawPlanarForms_AVX512.run[t] != nullptr) f.run[t] = kRawPlanarForms_AVX512.run[t];
+    return f;
+  }();
+  return simdAtLeast(Simd::kSse2) ? &forms : nullptr;
 }
 
 }  // namespace rivulet
