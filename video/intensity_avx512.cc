@@ -85,19 +85,21 @@ inline bool storeRoundedIfClear(__m512 sum, std::uint8_t* dst) {
 
 std::int64_t intensityBGRBytes(const std::uint8_t* bgr, void* dst, std::int64_t n) {
   std::uint8_t* out = static_cast<std::uint8_t*>(dst);
-  // Reds to bytes 0-15, greens to 16-31, blues to 32-47.
-  alignas(64) std::uint8_t order[64] = {};
-  for (int i = 0; i < 16; ++i) order[i] = static_cast<std::uint8_t>(3 * i + 2);
-  for (int i = 0; i < 16; ++i) order[16 + i] = static_cast<std::uint8_t>(3 * i + 1);
-  for (int i = 0; i < 16; ++i) order[32 + i] = static_cast<std::uint8_t>(3 * i);
-  const __m512i idx = _mm512_load_si512(order);
+  // Byte permutes that put component k of pixel i in the low byte of 32-bit
+  // lane i, zeroing the other three bytes (the mask keeps every fourth byte).
+  alignas(64) std::uint8_t order[3][64] = {};
+  for (int k = 0; k < 3; ++k)
+    for (int i = 0; i < 16; ++i) order[k][4 * i] = static_cast<std::uint8_t>(3 * i + k);
+  const __m512i blue = _mm512_load_si512(order[0]), green = _mm512_load_si512(order[1]);
+  const __m512i red = _mm512_load_si512(order[2]);
+  constexpr __mmask64 kLowBytes = 0x1111111111111111ull;
+  const auto component = [&](__m512i idx, __m512i x) {
+    return _mm512_cvtepi32_ps(_mm512_maskz_permutexvar_epi8(kLowBytes, idx, x));
+  };
   std::int64_t i = 0;
   for (; i + 16 <= n; i += 16) {
     const __m512i x = _mm512_maskz_loadu_epi8(0xFFFFFFFFFFFFull, bgr + 3 * i);
-    const __m512i rgb = _mm512_permutexvar_epi8(idx, x);
-    const __m512 sum = weightedSum(bytesToFloats(_mm512_castsi512_si128(rgb)),
-                                   bytesToFloats(_mm512_extracti32x4_epi32(rgb, 1)),
-                                   bytesToFloats(_mm512_extracti32x4_epi32(rgb, 2)));
+    const __m512 sum = weightedSum(component(red, x), component(green, x), component(blue, x));
     if (!storeRoundedIfClear(sum, out + i)) intensityBGRForm<Avx512Ops, VIDEO_UINT8>(bgr + 3 * i, out + i, 16);
   }
   return i;
