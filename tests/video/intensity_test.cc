@@ -197,3 +197,43 @@ TEST(IntensityFastForms, EveryInstructionSetEqualsPlain) {
   if (simdAtLeast(Simd::kAvx2)) expectAllTypes(kIntensityForms_AVX2, std::make_integer_sequence<int, 9>{});
   if (simdAtLeast(Simd::kAvx512)) expectAllTypes(kIntensityForms_AVX512, std::make_integer_sequence<int, 9>{});
 }
+
+namespace {
+
+template <int N>
+void expectLumaRunsEqualPlain(const std::vector<std::uint8_t>& yuy2, int n) {
+  using T = Sample<N>;
+  T table[256];
+  for (int i = 0; i < 256; ++i) table[i] = static_cast<T>(i * 3 + 1);
+  std::vector<T> fast(n + 8), plain(n + 8);
+  for (int shift = 0; shift < 8; ++shift)
+    for (bool stream : {false, true}) {
+      lumaRun<N>(yuy2.data(), fast.data() + shift, n - shift, table, stream);
+      lumaRun_C<N>(yuy2.data(), plain.data() + shift, n - shift, table);
+      for (int i = shift; i < n; ++i) ASSERT_TRUE(same(fast[i], plain[i])) << "type " << N << " shift " << shift;
+    }
+}
+
+}  // namespace
+
+// The forms that write past the caches (taken only for large pictures by the
+// routines) at every alignment of the destination within a line.
+TEST(IntensityFastForms, StreamedFormsEqualPlain) {
+  const int n = 4099;
+  const auto bgr = randomBytes(3 * n, 1), planes = randomBytes(3 * n, 2), yuy2 = randomBytes(2 * n, 3);
+  std::vector<double> fast(n + 8), plain(n + 8);
+  for (int shift = 0; shift < 8; ++shift) {
+    intensityRowFromBGR<VIDEO_DOUBLE>(bgr.data(), fast.data() + shift, n - shift, true);
+    intensityRowFromBGR_C<VIDEO_DOUBLE>(bgr.data(), plain.data() + shift, n - shift);
+    ASSERT_EQ(fast, plain) << "shift " << shift;
+    intensityRunFromPlanes<VIDEO_DOUBLE>(planes.data(), planes.data() + n, planes.data() + 2 * n, fast.data() + shift,
+                                         n - shift, true);
+    intensityRunFromPlanes_C<VIDEO_DOUBLE>(planes.data(), planes.data() + n, planes.data() + 2 * n,
+                                           plain.data() + shift, n - shift);
+    ASSERT_EQ(fast, plain) << "shift " << shift;
+  }
+  expectLumaRunsEqualPlain<VIDEO_DOUBLE>(yuy2, n);
+  expectLumaRunsEqualPlain<VIDEO_SINGLE>(yuy2, n);
+  expectLumaRunsEqualPlain<VIDEO_UINT32>(yuy2, n);
+  expectLumaRunsEqualPlain<VIDEO_UINT8>(yuy2, n);
+}
