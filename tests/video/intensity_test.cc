@@ -237,3 +237,24 @@ TEST(IntensityFastForms, StreamedFormsEqualPlain) {
   expectLumaRunsEqualPlain<VIDEO_UINT32>(yuy2, n);
   expectLumaRunsEqualPlain<VIDEO_UINT8>(yuy2, n);
 }
+
+// Pictures large enough (over 2 MiB of output) that the routines write past
+// the caches, in both orientations, with a column height of whole lines.
+TEST(IntensityLarge, StreamedRoutinesMatchTheModel) {
+  const int w = 1001, h = 640;
+  const int stride = (3 * w + 3) / 4 * 4;
+  const auto frame = randomBytes(static_cast<size_t>(stride) * h, 5), yuy2 = randomBytes(2 * size_t{w} * h, 6);
+  for (int o : {0, 1}) {
+    std::vector<double> p(size_t{w} * h), y(size_t{w} * h);
+    MM_GetRGBToIntensityChannelsInputFcn(VIDEO_DOUBLE)(frame.data(), p.data(), nullptr, nullptr, w, h,
+                                                      static_cast<VideoFrameOrientation>(o));
+    MM_GetYCbCrToIntensityChannelsInputFcn(VIDEO_DOUBLE)(yuy2.data(), y.data(), nullptr, nullptr, w, h,
+                                                        static_cast<VideoFrameOrientation>(o));
+    for (int r = 0; r < h; ++r)
+      for (int c = 0; c < w; ++c) {
+        const std::uint8_t* px = frame.data() + static_cast<size_t>(h - 1 - r) * stride + 3 * c;
+        ASSERT_EQ(p[at(o, r, c, w, h)], modelRGB<VIDEO_DOUBLE>(px[2], px[1], px[0])) << o << " " << r << "," << c;
+        ASSERT_EQ(y[at(o, r, c, w, h)], modelLuma<VIDEO_DOUBLE>(yuy2[2 * (size_t{w} * r + c)]));
+      }
+  }
+}

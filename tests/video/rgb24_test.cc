@@ -229,3 +229,18 @@ TEST(RGB24Selectors, OutOfRangeIsNullAndNoSelectorFillsATable) {
   };
   EXPECT_EXIT(selectAllInAFreshProcess(), testing::ExitedWithCode(0), "");
 }
+
+// Over 2 MiB of output: the copy writes past the caches in both orientations.
+TEST(RGB24Large, StreamedCopyMatchesTheModel) {
+  const int w = 999, h = 640, stride = paddedStride(w);
+  const auto frame = randomBytes(static_cast<size_t>(stride) * h, 9);
+  for (int o : {0, 1}) {
+    std::vector<double> planes(3 * size_t{w} * h);
+    MM_GetRGB24CopyFcn(VIDEO_DOUBLE)(frame.data(), planes.data(), w, h, static_cast<VideoFrameOrientation>(o));
+    for (int r = 0; r < h; ++r)
+      for (int c = 0; c < w; ++c)
+        for (int k = 0; k < 3; ++k)
+          ASSERT_EQ(planes[k * size_t{w} * h + at(o, r, c, w, h)],
+                    modelWiden<VIDEO_DOUBLE>(frame[static_cast<size_t>(h - 1 - r) * stride + 3 * c + 2 - k]));
+  }
+}
