@@ -52,7 +52,7 @@ void audioEmpty<kPosInt24>(void const*, void* destination, int samples, int chan
 }  // namespace
 
 constexpr AudioCopyTable kAudioConvertCopy = buildAudioTable<AudioCopyFcn, ConvertCopyMember>();
-static_assert(kAudioConvertCopy.size() == 36);
+static_assert(isCellTable(kAudioConvertCopy));
 
 constexpr std::array<AudioEmptyFcn, 6> kAudioEmpty = {
     &audioEmpty<kPosDouble>, &audioEmpty<kPosSingle>, &audioEmpty<kPosInt32>,

@@ -51,7 +51,7 @@ void RGBToRGBChannelsInput_mmr(void const* frame, void* red, void* green, void* 
     }
   } else {
     // Both sides column-major: element i from byte i, so only w * h matters.
-    const std::int32_t count = pixelCount32(w, h);
+    const std::int32_t count = product32(w, h);
     if (count < 1) return;
     const bool stream = streamFor(3 * sizeof(T) * std::int64_t{count});
     for (int p = 0; p < 3; ++p)
