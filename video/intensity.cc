@@ -48,7 +48,7 @@ void RGBToIntensityChannelsInput_mmr(void const* frame, void* plane0, void*, voi
     endStream(stream);
   } else {
     // Both column-major: element i from byte i of each source plane.
-    const std::int32_t count = pixelCount32(w, h);
+    const std::int32_t count = product32(w, h);
     if (count < 1) return;
     const bool stream = streamFor(sizeof(T) * std::int64_t{count});
     intensityRunFromPlanes<N>(src, src + count, src + 2 * static_cast<std::int64_t>(count), planes[0],
@@ -72,7 +72,7 @@ void YCbCrToIntensityChannelsInput(void const* frame, void* plane0, void*, void*
   const std::uint8_t* yuy2 = static_cast<const std::uint8_t*>(frame);
   T* out = static_cast<T*>(plane0);
   if (orientation == ORIENTATION_ROW_MAJOR) {
-    const std::int32_t count = pixelCount32(w, h);
+    const std::int32_t count = product32(w, h);
     if (count < 1) return;
     const bool stream = streamFor(sizeof(T) * std::int64_t{count});
     lumaRun<N>(yuy2, out, count, table, stream);

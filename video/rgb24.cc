@@ -55,14 +55,14 @@ void RGB24Copy(void const* frame, void* planes, int w, int h, VideoFrameOrientat
 template <int N>
 void RGB24ChannelsEmpty(void const*, void* red, void* green, void* blue, int w, int h,
                         VideoFrameOrientation) {
-  const std::int32_t count = pixelCount32(w, h);
+  const std::int32_t count = product32(w, h);
   if (count <= 0) return;
   for (void* p : {red, green, blue}) std::fill_n(static_cast<Sample<N>*>(p), count, videoTraits<N>::min);
 }
 
 template <int N>
 void RGB24Empty(void const*, void* planes, int w, int h, VideoFrameOrientation) {
-  const std::int32_t count = pixelCount32(w, h);
+  const std::int32_t count = product32(w, h);
   if (count <= 0) return;
   std::fill_n(static_cast<Sample<N>*>(planes), 3 * static_cast<std::int64_t>(count),
               videoTraits<N>::min);
