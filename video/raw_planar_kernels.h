@@ -50,9 +50,10 @@ struct RawPlanarForms {
   // The element rule of source type S on the first elements of a run of n;
   // returns how many it did. Null where the plain rule is all there is.
   std::int64_t (*run[9])(const void* src, void* dst, std::int64_t n);
-  // dst[c * dstStride + r] = src[r * srcStride + c] for an 8 x 8 block of
-  // 16-bit elements (strides in elements).
-  void (*transposeShorts8x8)(const void* src, std::int64_t srcStride, void* dst, std::int64_t dstStride);
+  // dst[c * dstStride + r] = src[r * srcStride + c] for 16-bit elements
+  // (strides in elements), over the whole 8 x 8 blocks of a rows x cols tile.
+  void (*transposeShortBlocks)(const void* src, std::int64_t srcStride, void* dst, std::int64_t dstStride, int rows,
+                               int cols);
 };
 
 // The SSE2 forms, or null in a build without SIMD.
@@ -70,11 +71,10 @@ inline void convertRun(const Sample<S>* src, Sample<D>* dst, std::int64_t n, con
 template <typename T>
 inline void transposeShortsTile(const T* src, std::int64_t srcStride, T* dst, std::int64_t dstStride,
                                 int rows, int cols, const RawPlanarForms* f) {
-  if (f == nullptr) return transposeTile_C(src, srcStride, dst, dstStride, rows, cols);
+  if (f == nullptr || f->transposeShortBlocks == nullptr)
+    return transposeTile_C(src, srcStride, dst, dstStride, rows, cols);
   const int rows8 = rows & ~7, cols8 = cols & ~7;
-  for (int r = 0; r < rows8; r += 8)
-    for (int c = 0; c < cols8; c += 8)
-      f->transposeShorts8x8(src + r * srcStride + c, srcStride, dst + c * dstStride + r, dstStride);
+  f->transposeShortBlocks(src, srcStride, dst, dstStride, rows8, cols8);
   transposeTile_C(src + rows8 * srcStride, srcStride, dst + rows8, dstStride, rows - rows8, cols);
   transposeTile_C(src + cols8, srcStride, dst + cols8 * dstStride, dstStride, rows8, cols - cols8);
 }

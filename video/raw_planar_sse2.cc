@@ -97,9 +97,7 @@ std::int64_t booleanToByte(const void* src, void* dst, std::int64_t n) {
   return i;
 }
 
-void transposeShorts8x8(const void* src, std::int64_t srcStride, void* dst, std::int64_t dstStride) {
-  const std::int16_t* s = static_cast<const std::int16_t*>(src);
-  std::int16_t* d = static_cast<std::int16_t*>(dst);
+inline void transposeShorts8x8(const std::int16_t* s, std::int64_t srcStride, std::int16_t* d, std::int64_t dstStride) {
   __m128i x[8], t[8];
   for (int i = 0; i < 8; ++i) x[i] = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + i * srcStride));
   for (int i = 0; i < 4; ++i) {
@@ -119,10 +117,19 @@ void transposeShorts8x8(const void* src, std::int64_t srcStride, void* dst, std:
   }
 }
 
+// The whole 8 x 8 blocks of a rows x cols tile.
+void transposeShortBlocks(const void* src, std::int64_t srcStride, void* dst, std::int64_t dstStride, int rows,
+                          int cols) {
+  const std::int16_t* s = static_cast<const std::int16_t*>(src);
+  std::int16_t* d = static_cast<std::int16_t*>(dst);
+  for (int r = 0; r + 8 <= rows; r += 8)
+    for (int c = 0; c + 8 <= cols; c += 8) transposeShorts8x8(s + r * srcStride + c, srcStride, d + c * dstStride + r, dstStride);
+}
+
 constexpr RawPlanarForms kSse2 = {
     {&doubleToInt16, &singleToInt16, nullptr, nullptr, nullptr, nullptr, &int32ToInt16, &uint32ToUint16,
      &booleanToByte},
-    &transposeShorts8x8};
+    &transposeShortBlocks};
 
 }  // namespace
 
