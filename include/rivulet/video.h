@@ -74,7 +74,9 @@ RIVULET_API VideoOutputFcn MM_GetYCbCrToYCbCrChannelsOutputFcn(VideoDataType dat
 // top row is the last row in memory) to and from three planes of any type, with
 // a full-range rule of their own: a byte widens to the whole range of the type
 // (0 gives min, 255 gives max, e.g. 65535 in VIDEO_UINT16) and a sample narrows
-// back with rounding, so a copy followed by an output reproduces every byte.
+// back with rounding, so a copy followed by an output reproduces every byte
+// (VIDEO_BOOLEAN, which has outputs only, narrows by negation: 1 gives 255,
+// 2 gives 254).
 // The frame row stride is 3 * w, or 3 * w rounded up to a multiple of four
 // ("padded"); the copy routines always read the padded stride, and the padded
 // outputs never touch the padding bytes. Orientation 0 gives row-major planes
