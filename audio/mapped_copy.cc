@@ -44,6 +44,8 @@ constexpr AudioMapTable kAudioMappedFromInterleaved =
     buildAudioTable<AudioConvertCopyWithMapFcn, Members<true>::Of>();
 constexpr AudioMapTable kAudioMappedToInterleaved =
     buildAudioTable<AudioConvertCopyWithMapFcn, Members<false>::Of>();
+#ifndef RIVULET_SANITIZE
 static_assert(isCellTable(kAudioMappedFromInterleaved) && isCellTable(kAudioMappedToInterleaved));
+#endif
 
 }  // namespace rivulet

@@ -34,6 +34,8 @@ inline Sample<N> widenByte(int i) {
     return static_cast<float>(i / 255.0);
   else if constexpr (N == VIDEO_INT8)
     return static_cast<char>(i - 128);
+  else if constexpr (N == VIDEO_UINT8)
+    return static_cast<unsigned char>(i);
   else if constexpr (N == VIDEO_INT16)
     return static_cast<short>((i - 128) * 256);
   else if constexpr (N == VIDEO_UINT16)

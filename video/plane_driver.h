@@ -42,6 +42,8 @@ inline void endStream(bool stream) {
 // and `stream` says whether to write them past the caches; any other
 // orientation means column-major planes (element (r, c) at c * h + r), whose
 // rows go to a tile in L1 (stream false) that the transpose layer writes out.
+// Where planes need passes of their own (below), out[p] is null for each
+// plane the pass does not write: the kernel skips that plane.
 template <typename T, int P, typename Row>
 void planesFromRows(const Row& row, T* const planes[P], int w, int h,
                     VideoFrameOrientation orientation, bool stream = false) {
@@ -61,7 +63,7 @@ void planesFromRows(const Row& row, T* const planes[P], int w, int h,
   // gets TR consecutive elements per band. Where a column holds whole lines
   // of a wide type, the first band is short, so that the others start on a
   // line boundary and are streamed whole; planes whose alignments differ
-  // get a pass each (the row kernel runs once per pass).
+  // get a pass each.
   int lead[P] = {};
   if constexpr (sizeof(T) >= 4)
     if ((H * sizeof(T)) % 64 == 0)
@@ -75,7 +77,7 @@ void planesFromRows(const Row& row, T* const planes[P], int w, int h,
       for (int c0 = 0; c0 < w; c0 += TC) {
         const int nc = std::min(TC, w - c0);
         for (int r = 0; r < nr; ++r) {
-          for (int p = 0; p < P; ++p) out[p] = tile[p] + r * TC;
+          for (int p = 0; p < P; ++p) out[p] = p >= first && p < last ? tile[p] + r * TC : nullptr;
           row(r0 + r, c0, nc, out, false);
         }
         for (int p = first; p < last; ++p)

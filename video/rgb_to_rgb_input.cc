@@ -72,7 +72,9 @@ struct Contiguous {
 
 constexpr VideoInputTable kRGBToRGBChannelsInput = buildVideoTable<VideoInputFcn, Packed>();
 constexpr VideoInputTable kRGBToRGBChannelsInput_mmr = buildVideoTable<VideoInputFcn, Contiguous>();
+#ifndef RIVULET_SANITIZE
 static_assert(typesOf(kRGBToRGBChannelsInput) == kRGBToRGBChannelsInputTypes);
 static_assert(typesOf(kRGBToRGBChannelsInput_mmr) == kRGBToRGBChannelsInputTypes);
+#endif
 
 }  // namespace rivulet
