@@ -21,6 +21,29 @@ inline constexpr unsigned kEmptyTypes = withoutType(kAllVideoTypes, VIDEO_BOOLEA
 extern const VideoInputTable kToRGBChannelsEmpty;
 extern const VideoInputTable kToIntensityChannelsEmpty;
 
+// Intensity (intensity.cc): every type.
+inline constexpr unsigned kIntensityTypes = kAllVideoTypes;
+extern const VideoInputTable kRGBToIntensityChannelsInput;
+extern const VideoInputTable kRGBToIntensityChannelsInput_mmr;
+extern const VideoInputTable kYCbCrToIntensityChannelsInput;
+
+// Packed RGB24 (rgb24.cc): the copies and clearings have no VIDEO_BOOLEAN
+// member, the outputs every type.
+inline constexpr unsigned kRGB24CopyTypes = withoutType(kAllVideoTypes, VIDEO_BOOLEAN);
+inline constexpr unsigned kRGB24OutputTypes = kAllVideoTypes;
+using RGB24ContiguousTable = VideoTable<RGB24ContiguousFcn>;
+extern const RGB24ContiguousTable kRGB24Copy;
+extern const VideoInputTable kRGB24ChannelsCopy;
+extern const RGB24ContiguousTable kRGB24Empty;
+extern const VideoInputTable kRGB24ChannelsEmpty;
+extern const RGB24ContiguousTable kRGB24Output;
+extern const VideoOutputTable kRGB24ChannelsOutput;
+extern const RGB24ContiguousTable kPaddedRGB24Output;
+extern const VideoOutputTable kPaddedRGB24ChannelsOutput;
+
+// Raw planar transposes (raw_planar.cc): null for a pair without a routine.
+RawPlanarConvertFcn rawPlanarColumnToRow(VideoDataType sourceType, VideoDataType targetType);
+
 }  // namespace rivulet
 
 #endif

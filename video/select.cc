@@ -40,10 +40,10 @@ VideoInputFcn MM_GetRGBToRGBChannelsInputFcn_mmr(VideoDataType t) {
   return fillingRead(kRGBToRGBChannelsInput_mmr, t);
 }
 VideoInputFcn MM_GetRGBToIntensityChannelsInputFcn(VideoDataType t) {
-  return fillingRead(kNoInput, t);
+  return fillingRead(kRGBToIntensityChannelsInput, t);
 }
 VideoInputFcn MM_GetRGBToIntensityChannelsInputFcn_mmr(VideoDataType t) {
-  return fillingRead(kNoInput, t);
+  return fillingRead(kRGBToIntensityChannelsInput_mmr, t);
 }
 VideoInputFcn MM_GetRGBToYCbCrChannelsInputFcn(VideoDataType t) { return fillingRead(kNoInput, t); }
 VideoInputFcn MM_GetRGBToYCbCrChannelsInputFcn_mmr(VideoDataType t) {
@@ -51,7 +51,7 @@ VideoInputFcn MM_GetRGBToYCbCrChannelsInputFcn_mmr(VideoDataType t) {
 }
 VideoInputFcn MM_GetYCbCrToRGBChannelsInputFcn(VideoDataType t) { return fillingRead(kNoInput, t); }
 VideoInputFcn MM_GetYCbCrToIntensityChannelsInputFcn(VideoDataType t) {
-  return fillingRead(kNoInput, t);
+  return fillingRead(kYCbCrToIntensityChannelsInput, t);
 }
 VideoInputFcn MM_GetYCbCrToYCbCrChannelsInputFcn(VideoDataType t) {
   return fillingRead(kNoInput, t);
@@ -89,6 +89,32 @@ VideoOutputFcn MM_GetIntensityToYCbCrChannelsOutputFcn(VideoDataType t) {
 }
 VideoOutputFcn MM_GetYCbCrToYCbCrChannelsOutputFcn(VideoDataType t) {
   return plainRead(kNoOutput, t);
+}
+
+// ---- Packed RGB24 (plain reads; these families have tables of their own) ------------
+
+RGB24ContiguousFcn MM_GetRGB24CopyFcn(VideoDataType t) { return plainRead(kRGB24Copy, t); }
+VideoInputFcn MM_GetRGB24ChannelsCopyFcn(VideoDataType t) { return plainRead(kRGB24ChannelsCopy, t); }
+RGB24ContiguousFcn MM_GetRGB24EmptyFcn(VideoDataType t) { return plainRead(kRGB24Empty, t); }
+VideoInputFcn MM_GetRGB24ChannelsEmptyFcn(VideoDataType t) {
+  return plainRead(kRGB24ChannelsEmpty, t);
+}
+RGB24ContiguousFcn MM_GetRGB24OutputFcn(VideoDataType t) { return plainRead(kRGB24Output, t); }
+VideoOutputFcn MM_GetRGB24ChannelsOutputFcn(VideoDataType t) {
+  return plainRead(kRGB24ChannelsOutput, t);
+}
+RGB24ContiguousFcn MM_GetPaddedRGB24OutputFcn(VideoDataType t) {
+  return plainRead(kPaddedRGB24Output, t);
+}
+VideoOutputFcn MM_GetPaddedRGB24ChannelsOutputFcn(VideoDataType t) {
+  return plainRead(kPaddedRGB24ChannelsOutput, t);
+}
+
+// ---- Raw planar transposes ------------------------------------------------------------
+
+RawPlanarConvertFcn MM_GetRawPlanarColumnToRawPlanarRowConvertFcn(VideoDataType sourceType,
+                                                                  VideoDataType targetType) {
+  return rawPlanarColumnToRow(sourceType, targetType);
 }
 
 // ---- Top-level selectors ------------------------------------------------------------

@@ -60,4 +60,62 @@ RIVULET_API VideoOutputFcn MM_GetRGBToYCbCrChannelsOutputFcn(VideoDataType dataT
 RIVULET_API VideoOutputFcn MM_GetIntensityToYCbCrChannelsOutputFcn(VideoDataType dataType);
 RIVULET_API VideoOutputFcn MM_GetYCbCrToYCbCrChannelsOutputFcn(VideoDataType dataType);
 
+// ---- Intensity --------------------------------------------------------------------
+// The intensity routines (RGB or YUY2 frame, FOURCC_GREY planes) write plane0
+// only; plane1 and plane2 are never touched and may be null. From RGB the
+// intensity is computed in double with a value rule per type (white gives max
+// in every type, e.g. 65535 in VIDEO_UINT16; black gives -127 in VIDEO_INT8);
+// from YUY2 the studio-range luma is stretched to a byte and widened by
+// EightBitLUT. The YUY2 routine writes nothing for an orientation other than
+// 0 and 1.
+
+// ---- Packed RGB24 ------------------------------------------------------------------
+// Packed 24-bit frames (blue, green, red bytes; rows bottom-up, so the picture's
+// top row is the last row in memory) to and from three planes of any type, with
+// a full-range rule of their own: a byte widens to the whole range of the type
+// (0 gives min, 255 gives max, e.g. 65535 in VIDEO_UINT16) and a sample narrows
+// back with rounding, so a copy followed by an output reproduces every byte
+// (VIDEO_BOOLEAN, which has outputs only, narrows by negation: 1 gives 255,
+// 2 gives 254).
+// The frame row stride is 3 * w, or 3 * w rounded up to a multiple of four
+// ("padded"); the copy routines always read the padded stride, and the padded
+// outputs never touch the padding bytes. Orientation 0 gives row-major planes
+// and any other value column-major ones; the frame is never flipped by it. A
+// width or height of zero or less writes nothing (the clearing routines: a
+// product w * h of zero or less). The selectors leave EightBitLUT alone, and
+// answer null for a type above 8 and for the VIDEO_BOOLEAN copy and clearing.
+
+// A single buffer of three planes: red, then green at element w * h, blue at
+// element 2 * w * h. (frame, planes, ...) for the copy and clearing routines,
+// whose first argument the clearing ignores; (planes, frame, ...) for outputs.
+typedef void (*RGB24ContiguousFcn)(void const* source, void* target, int w, int h,
+                                   VideoFrameOrientation orientation);
+
+RIVULET_API RGB24ContiguousFcn MM_GetRGB24CopyFcn(VideoDataType dataType);
+RIVULET_API VideoInputFcn MM_GetRGB24ChannelsCopyFcn(VideoDataType dataType);
+RIVULET_API RGB24ContiguousFcn MM_GetRGB24EmptyFcn(VideoDataType dataType);
+RIVULET_API VideoInputFcn MM_GetRGB24ChannelsEmptyFcn(VideoDataType dataType);
+RIVULET_API RGB24ContiguousFcn MM_GetRGB24OutputFcn(VideoDataType dataType);
+RIVULET_API VideoOutputFcn MM_GetRGB24ChannelsOutputFcn(VideoDataType dataType);
+RIVULET_API RGB24ContiguousFcn MM_GetPaddedRGB24OutputFcn(VideoDataType dataType);
+RIVULET_API VideoOutputFcn MM_GetPaddedRGB24ChannelsOutputFcn(VideoDataType dataType);
+
+// ---- Raw planar transposes ----------------------------------------------------------
+// planeCount column-major planes of width * height source elements (row r,
+// column c of plane p at p * width * height + c * height + r) to planeCount
+// row-major planes, each row followed by padElements zeros, so a target plane
+// is height * (width + padElements) elements. flipRows writes the rows last
+// to first. A planeCount below 1, and (a choice of this library) a height of
+// zero or less, write nothing; a negative width or padElements counts as zero.
+typedef void (*RawPlanarConvertFcn)(void const* source, void* target, int width, int height,
+                                    int planeCount, int padElements, bool flipRows);
+
+// Pairs with a routine (source -> target: element rule): INT8 -> INT8, UINT8 ->
+// UINT8, INT16 -> INT16, UINT16 -> UINT16 (copies); BOOLEAN -> UINT8 (0 gives
+// 0, anything else 255); DOUBLE or SINGLE -> INT16 (floor(x * 32768),
+// saturated, NaN gives 0); INT32 -> INT16 (division by 65536 toward zero);
+// UINT32 -> UINT16 (the high 16 bits). Every other pair gives null.
+RIVULET_API RawPlanarConvertFcn MM_GetRawPlanarColumnToRawPlanarRowConvertFcn(
+    VideoDataType sourceType, VideoDataType targetType);
+
 #endif  // RIVULET_VIDEO_H

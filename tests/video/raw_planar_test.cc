@@ -1,0 +1,209 @@
+// Raw planar transposes: the pair table, and every routine against a model of
+// its walk and element rule over sizes, plane counts, padding and flips, into
+// guard-filled targets; the element rules at their edges.
+#include <cmath>
+#include <limits>
+#include <set>
+
+#include "rivulet/rivulet.h"
+#include "tests/video/sweep_support.h"
+#include "video/raw_planar_kernels.h"
+
+using namespace rivulet;
+using namespace sweep;
+
+namespace {
+
+template <int S, int D>
+Sample<D> modelElement(Sample<S> x) {
+  if constexpr (S == D) {
+    return x;
+  } else if constexpr (S == VIDEO_BOOLEAN) {
+    return x == 0 ? 0 : 255;
+  } else if constexpr (S == VIDEO_DOUBLE || S == VIDEO_SINGLE) {
+    const double v = std::floor(static_cast<double>(x) * 32768.0);
+    if (std::isnan(v)) return 0;
+    return static_cast<short>(v > 32767.0 ? 32767.0 : (v < -32768.0 ? -32768.0 : v));
+  } else if constexpr (S == VIDEO_INT32) {
+    return static_cast<short>(std::trunc(x / 65536.0));
+  } else {
+    return static_cast<unsigned short>(x / 65536u);
+  }
+}
+
+template <typename T>
+std::vector<T> sourceValues(size_t n, unsigned seed) {
+  std::mt19937_64 rng(seed);
+  std::vector<T> v(n);
+  for (auto& x : v) {
+    const auto bits = rng();
+    if constexpr (std::is_floating_point_v<T>) {
+      const T edges[] = {1, -1, 0.5, T(-0.00001), T(0.99999), -0.0f, 0, T(1) / 32768, T(-1) / 32768,
+                         std::numeric_limits<T>::quiet_NaN(), std::numeric_limits<T>::infinity(),
+                         -std::numeric_limits<T>::infinity(), T(1e30), T(-1e30), std::numeric_limits<T>::denorm_min(),
+                         T(32767.5) / 32768, T(-32768.5) / 32768, T(-1.00001)};
+      x = bits % 3 == 0 ? edges[(bits >> 2) % std::size(edges)]
+                        : static_cast<T>((static_cast<double>(bits >> 11) / 4503599627370496.0 - 1.0) * 1.2);
+    } else {
+      const long long edges[] = {std::numeric_limits<T>::min(), std::numeric_limits<T>::max(), 0, 1, -1, 2,
+                                 65535, 65536, -65536, -65537, 255};
+      x = static_cast<T>(bits % 3 == 0 ? edges[(bits >> 2) % std::size(edges)] : bits >> 7);
+    }
+  }
+  return v;
+}
+
+template <int S, int D>
+struct Pair {
+  static constexpr int kS = S, kD = D;
+};
+using Pairs = testing::Types<Pair<2, 2>, Pair<3, 3>, Pair<8, 3>, Pair<0, 4>, Pair<1, 4>, Pair<4, 4>, Pair<6, 4>,
+                             Pair<5, 5>, Pair<7, 5>>;
+
+template <typename P>
+class RawPlanar : public testing::Test {};
+TYPED_TEST_SUITE(RawPlanar, Pairs);
+
+}  // namespace
+
+TEST(RawPlanarSelector, ExactlyTheNinePairs) {
+  const std::set<std::pair<int, int>> pairs = {{2, 2}, {3, 3}, {8, 3}, {0, 4}, {1, 4}, {4, 4}, {6, 4}, {5, 5}, {7, 5}};
+  std::set<RawPlanarConvertFcn> distinct;
+  for (int s = -1; s <= 9; ++s)
+    for (int d = -1; d <= 9; ++d) {
+      const auto f = MM_GetRawPlanarColumnToRawPlanarRowConvertFcn(static_cast<VideoDataType>(s),
+                                                                   static_cast<VideoDataType>(d));
+      EXPECT_EQ(f != nullptr, pairs.count({s, d}) == 1) << s << " -> " << d;
+      if (f) distinct.insert(f);
+    }
+  EXPECT_EQ(distinct.size(), 9u);
+}
+
+TYPED_TEST(RawPlanar, SweepOverSizesPlanesPaddingAndFlips) {
+  constexpr int S = TypeParam::kS, D = TypeParam::kD;
+  using Td = Sample<D>;
+  const auto f = MM_GetRawPlanarColumnToRawPlanarRowConvertFcn(static_cast<VideoDataType>(S), static_cast<VideoDataType>(D));
+  ASSERT_NE(f, nullptr);
+  for (auto [w, h] : kSizes)
+    for (int planes : {1, 3})
+      for (int pad : {0, 1, 5}) {
+        const size_t n = static_cast<size_t>(w) * h, rowLen = w + pad;
+        const auto src = sourceValues<Sample<S>>(planes * n, w * 3 + h + pad);
+        for (bool flip : {false, true}) {
+          Guarded<Td> dst(planes * h * rowLen);
+          f(src.data(), dst.ptr(), w, h, planes, pad, flip);
+          ASSERT_TRUE(dst.guardsIntact()) << w << "x" << h;
+          for (int p = 0; p < planes; ++p)
+            for (int r = 0; r < h; ++r) {
+              const size_t row = p * h * rowLen + (flip ? h - 1 - r : r) * rowLen;
+              for (int c = 0; c < w; ++c)
+                ASSERT_TRUE(same(dst[row + c], modelElement<S, D>(src[p * n + static_cast<size_t>(c) * h + r])))
+                    << w << "x" << h << " planes " << planes << " pad " << pad << " flip " << flip << " p" << p
+                    << " r" << r << " c" << c;
+              for (int k = w; k < static_cast<int>(rowLen); ++k) ASSERT_TRUE(same(dst[row + k], Td{0}));
+            }
+        }
+      }
+}
+
+TYPED_TEST(RawPlanar, DegenerateCalls) {
+  constexpr int S = TypeParam::kS, D = TypeParam::kD;
+  using Td = Sample<D>;
+  const auto f = MM_GetRawPlanarColumnToRawPlanarRowConvertFcn(static_cast<VideoDataType>(S), static_cast<VideoDataType>(D));
+  const std::vector<Sample<S>> src(64, Sample<S>(1));
+  for (auto [h, planes] : {std::pair{0, 1}, {-3, 2}, {4, 0}, {4, -1}}) {
+    Guarded<Td> dst(0);
+    f(src.data(), dst.ptr(), 4, h, planes, 2, false);
+    ASSERT_TRUE(dst.untouched()) << h << " " << planes;
+  }
+  // No columns: each row is its padding alone; a negative width or padding counts as zero.
+  Guarded<Td> padOnly(2 * 3 * 2);
+  f(src.data(), padOnly.ptr(), 0, 3, 2, 2, true);
+  f(src.data(), padOnly.ptr(), -5, 3, 2, 2, false);
+  ASSERT_TRUE(padOnly.guardsIntact());
+  for (size_t i = 0; i < padOnly.count; ++i) ASSERT_TRUE(same(padOnly[i], Td{0}));
+  Guarded<Td> noPad(2 * 3);
+  f(src.data(), noPad.ptr(), 2, 3, 1, -4, false);
+  ASSERT_TRUE(noPad.guardsIntact());
+}
+
+TEST(RawPlanarValues, PinnedLayoutsAndRules) {
+  const std::uint8_t src[6] = {1, 2, 3, 4, 5, 6};  // width 2, height 3, column-major
+  const auto u8 = MM_GetRawPlanarColumnToRawPlanarRowConvertFcn(VIDEO_UINT8, VIDEO_UINT8);
+  std::uint8_t out[12];
+  u8(src, out, 2, 3, 1, 0, false);
+  EXPECT_EQ(std::vector<int>(out, out + 6), (std::vector<int>{1, 4, 2, 5, 3, 6}));
+  u8(src, out, 2, 3, 1, 0, true);
+  EXPECT_EQ(std::vector<int>(out, out + 6), (std::vector<int>{3, 6, 2, 5, 1, 4}));
+  std::fill_n(out, 12, 9);
+  u8(src, out, 2, 3, 1, 2, false);
+  EXPECT_EQ(std::vector<int>(out, out + 12), (std::vector<int>{1, 4, 0, 0, 2, 5, 0, 0, 3, 6, 0, 0}));
+
+  const int i32[] = {-1, -65536, -65537, 2147483647, -2147483647 - 1, 65535};
+  const short i32Want[] = {0, -1, -1, 32767, -32768, 0};
+  const double d[] = {1.0, -1.0, 0.5, -0.00001, 0.99999, std::nan("")};
+  const short dWant[] = {32767, -32768, 16384, -1, 32767, 0};
+  const unsigned u32[] = {4294967295u, 65535u};
+  const unsigned char bo[] = {0, 1, 2, 255};
+  short s16[6];
+  unsigned short u16[2];
+  std::uint8_t b8[4];
+  MM_GetRawPlanarColumnToRawPlanarRowConvertFcn(VIDEO_INT32, VIDEO_INT16)(i32, s16, 1, 6, 1, 0, false);
+  EXPECT_EQ(std::vector<short>(s16, s16 + 6), std::vector<short>(i32Want, i32Want + 6));
+  MM_GetRawPlanarColumnToRawPlanarRowConvertFcn(VIDEO_DOUBLE, VIDEO_INT16)(d, s16, 6, 1, 1, 0, false);
+  EXPECT_EQ(std::vector<short>(s16, s16 + 6), std::vector<short>(dWant, dWant + 6));
+  MM_GetRawPlanarColumnToRawPlanarRowConvertFcn(VIDEO_UINT32, VIDEO_UINT16)(u32, u16, 2, 1, 1, 0, false);
+  EXPECT_EQ(u16[0], 65535);
+  EXPECT_EQ(u16[1], 0);
+  MM_GetRawPlanarColumnToRawPlanarRowConvertFcn(VIDEO_BOOLEAN, VIDEO_UINT8)(bo, b8, 2, 2, 1, 0, false);
+  EXPECT_EQ(std::vector<int>(b8, b8 + 4), (std::vector<int>{0, 255, 255, 255}));
+}
+
+// The fast element forms against the plain rule: random bit patterns (NaN
+// payloads, infinities, denormals, huge values) and every step of the int16
+// scale with its neighbours one ulp away.
+TEST(RawPlanarFastForms, EqualThePlainRules) {
+  std::mt19937_64 rng(7);
+  std::vector<double> d;
+  for (int k = -32770; k <= 32770; ++k) {
+    const double x = k / 32768.0;
+    d.insert(d.end(), {x, std::nextafter(x, -2.0), std::nextafter(x, 2.0)});
+  }
+  for (int i = 0; i < 200000; ++i) {
+    const std::uint64_t bits = rng();
+    double x;
+    std::memcpy(&x, &bits, sizeof x);
+    d.push_back(x);
+  }
+  // Floats: the same steps where they fit, random bit patterns elsewhere.
+  std::vector<float> f(d.size());
+  for (size_t i = 0; i < d.size(); ++i) {
+    const std::uint32_t bits = static_cast<std::uint32_t>(rng());
+    if (std::fabs(d[i]) < 2.0 && i % 2 == 0)
+      f[i] = static_cast<float>(d[i]);
+    else
+      std::memcpy(&f[i], &bits, sizeof(float));
+  }
+  std::vector<int> i32(d.size());
+  for (auto& x : i32) x = static_cast<int>(rng());
+  std::vector<unsigned char> bo(d.size());
+  for (auto& x : bo) x = static_cast<unsigned char>(rng());
+  const size_t n = d.size();
+  for (size_t i = 0; i < n; ++i) ASSERT_EQ(floorToInt16Fast(d[i]), floorToInt16(d[i])) << d[i];
+  const RawPlanarForms* forms = rawPlanarForms();
+  if (forms == nullptr) GTEST_SKIP() << "no fast forms in this build";
+  std::vector<short> out(n);
+  std::vector<unsigned char> bytes(n);
+  const auto check = [&](auto run, const auto& src, auto plain, auto& dst) {
+    const std::int64_t done = run(src.data(), dst.data(), static_cast<std::int64_t>(n));
+    ASSERT_GE(done, static_cast<std::int64_t>(n) - 16);
+    for (std::int64_t i = 0; i < done; ++i) ASSERT_EQ(dst[i], plain(src[i])) << i;
+  };
+  check(forms->run[VIDEO_DOUBLE], d, rawPlanarElement<VIDEO_DOUBLE, VIDEO_INT16>, out);
+  check(forms->run[VIDEO_SINGLE], f, rawPlanarElement<VIDEO_SINGLE, VIDEO_INT16>, out);
+  check(forms->run[VIDEO_INT32], i32, rawPlanarElement<VIDEO_INT32, VIDEO_INT16>, out);
+  std::vector<unsigned> u32(i32.begin(), i32.end());
+  std::vector<unsigned short> u16(n);
+  check(forms->run[VIDEO_UINT32], u32, rawPlanarElement<VIDEO_UINT32, VIDEO_UINT16>, u16);
+  check(forms->run[VIDEO_BOOLEAN], bo, rawPlanarElement<VIDEO_BOOLEAN, VIDEO_UINT8>, bytes);
+}

@@ -1,0 +1,117 @@
+// One plane of intensity from a colour picture: from packed BGR frames
+// (RGBToIntensityChannelsInput), from contiguous 8-bit planes (its _mmr form),
+// and from the luma of packed YUY2 frames (YCbCrToIntensityChannelsInput).
+// Only plane0 is written; plane1 and plane2 are never touched.
+#include "video/families.h"
+#include "video/full_range_rules.h"
+#include "video/intensity_kernels.h"
+#include "video/plane_driver.h"
+
+namespace rivulet {
+namespace {
+
+// ---- From RGB: the rule in double, one member per type ------------------------------
+
+template <int N>
+void RGBToIntensityChannelsInput(void const* frame, void* plane0, void*, void*, int w, int h,
+                                 VideoFrameOrientation orientation) {
+  if (w <= 0 || h <= 0) return;
+  using T = Sample<N>;
+  const PackedRows<const std::uint8_t> rows(static_cast<const std::uint8_t*>(frame), 3 * std::int64_t{w}, h);
+  T* const planes[1] = {static_cast<T*>(plane0)};
+  const auto row = [&](int r, int c, int n, T* const out[1], bool toMemory) {
+    intensityRowFromBGR<N>(rows.row(r) + 3 * c, out[0], n, toMemory);
+  };
+  // Large outputs go to memory past the caches: row-major rows of doubles,
+  // and column-major tiles of wide samples a line at a time.
+  const bool stream = streamFor(sizeof(T) * std::int64_t{w} * h);
+  planesFromRows<T, 1>(row, planes, w, h, orientation, stream);
+  endStream(stream);
+}
+
+template <int N>
+void RGBToIntensityChannelsInput_mmr(void const* frame, void* plane0, void*, void*, int w, int h,
+                                     VideoFrameOrientation orientation) {
+  using T = Sample<N>;
+  const std::uint8_t* src = static_cast<const std::uint8_t*>(frame);
+  T* const planes[1] = {static_cast<T*>(plane0)};
+  if (orientation == ORIENTATION_ROW_MAJOR) {
+    // Row-major source planes, column-major plane0.
+    if (w <= 0 || h <= 0) return;
+    const std::int64_t W = w, n = W * h;
+    const auto row = [&](int r, int c, int cnt, T* const out[1], bool) {
+      const std::int64_t i = r * W + c;
+      intensityRunFromPlanes<N>(src + i, src + n + i, src + 2 * n + i, out[0], cnt);
+    };
+    const bool stream = streamFor(sizeof(T) * n);
+    planesFromRows<T, 1>(row, planes, w, h, ORIENTATION_COLUMN_MAJOR, stream);
+    endStream(stream);
+  } else {
+    // Both column-major: element i from byte i of each source plane.
+    const std::int32_t count = product32(w, h);
+    if (count < 1) return;
+    const bool stream = streamFor(sizeof(T) * std::int64_t{count});
+    intensityRunFromPlanes<N>(src, src + count, src + 2 * static_cast<std::int64_t>(count), planes[0],
+                              count, stream);
+    endStream(stream);
+  }
+}
+
+// ---- From YUY2 luma: an 8-bit value first, then byteToSample ---------------------------
+
+template <int N>
+void YCbCrToIntensityChannelsInput(void const* frame, void* plane0, void*, void*, int w, int h,
+                                   VideoFrameOrientation orientation) {
+  using T = Sample<N>;
+  if (orientation != ORIENTATION_ROW_MAJOR && orientation != ORIENTATION_COLUMN_MAJOR) return;
+  // Both steps folded into one 256-entry table, built from the rules per call.
+  T table[256];
+  const T* lut = eightBitTable<N>();
+  for (int y = 0; y < 256; ++y)
+    table[y] = byteToSample<N>(lut, lumaToByte(static_cast<std::uint8_t>(y)));
+  const std::uint8_t* yuy2 = static_cast<const std::uint8_t*>(frame);
+  T* out = static_cast<T*>(plane0);
+  if (orientation == ORIENTATION_ROW_MAJOR) {
+    const std::int32_t count = product32(w, h);
+    if (count < 1) return;
+    const bool stream = streamFor(sizeof(T) * std::int64_t{count});
+    lumaRun<N>(yuy2, out, count, table, stream);
+    endStream(stream);
+  } else {
+    if (w <= 0 || h <= 0) return;
+    T* const planes[1] = {out};
+    const auto row = [&](int r, int c, int n, T* const o[1], bool) {
+      lumaRun<N>(yuy2 + 2 * (static_cast<std::int64_t>(r) * w + c), o[0], n, table);
+    };
+    const bool stream = streamFor(sizeof(T) * std::int64_t{w} * h);
+    planesFromRows<T, 1>(row, planes, w, h, ORIENTATION_COLUMN_MAJOR, stream);
+    endStream(stream);
+  }
+}
+
+template <int N>
+struct FromBGR {
+  static constexpr VideoInputFcn fcn = &RGBToIntensityChannelsInput<N>;
+};
+template <int N>
+struct FromPlanes {
+  static constexpr VideoInputFcn fcn = &RGBToIntensityChannelsInput_mmr<N>;
+};
+template <int N>
+struct FromLuma {
+  static constexpr VideoInputFcn fcn = &YCbCrToIntensityChannelsInput<N>;
+};
+
+}  // namespace
+
+constexpr VideoInputTable kRGBToIntensityChannelsInput = buildVideoTable<VideoInputFcn, FromBGR>();
+constexpr VideoInputTable kRGBToIntensityChannelsInput_mmr = buildVideoTable<VideoInputFcn, FromPlanes>();
+constexpr VideoInputTable kYCbCrToIntensityChannelsInput = buildVideoTable<VideoInputFcn, FromLuma>();
+// GCC cannot fold function addresses under the sanitizers.
+#ifndef RIVULET_SANITIZE
+static_assert(typesOf(kRGBToIntensityChannelsInput) == kIntensityTypes);
+static_assert(typesOf(kRGBToIntensityChannelsInput_mmr) == kIntensityTypes);
+static_assert(typesOf(kYCbCrToIntensityChannelsInput) == kIntensityTypes);
+#endif
+
+}  // namespace rivulet

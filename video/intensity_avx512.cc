@@ -1,0 +1,213 @@
+// AVX-512 form of the intensity rules, eight pixels a vector; this source
+// alone is compiled for AVX-512 (with VBMI) and is reached only through the
+// CPU detection.
+#include <immintrin.h>
+
+#include <cstring>
+
+#include "video/intensity_simd.h"
+
+// GCC 12 reports the undefined pass-through operand inside its own AVX-512
+// headers (_mm512_undefined_pd) as maybe uninitialised.
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+
+namespace rivulet {
+namespace {
+
+struct Avx512Ops {
+  using V = __m512d;
+  using I = __m256i;  // eight int32 lanes
+  static constexpr int kLanes = 8;
+  static constexpr int kBGRLoadBytes = 24;  // a masked load of exactly the pixels' bytes
+
+  static V set1(double x) { return _mm512_set1_pd(x); }
+  static V add(V a, V b) { return _mm512_add_pd(a, b); }
+  static V sub(V a, V b) { return _mm512_sub_pd(a, b); }
+  static V mul(V a, V b) { return _mm512_mul_pd(a, b); }
+  static V min(V a, V b) { return _mm512_min_pd(a, b); }
+  static V max(V a, V b) { return _mm512_max_pd(a, b); }
+  static I trunc(V a) { return _mm512_cvttpd_epi32(a); }
+  static V widen(__m128i bytes) { return _mm512_cvtepi32_pd(_mm256_cvtepu8_epi32(bytes)); }
+
+  static V loadBytes(const std::uint8_t* p) { return widen(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p))); }
+  // Eight BGR pixels: one byte permute puts the reds in bytes 0-7, the greens
+  // in 8-15 and the blues in 16-23.
+  static void loadBGR(const std::uint8_t* p, V& r, V& g, V& b) {
+    const __m256i x = _mm256_maskz_loadu_epi8(0xFFFFFF, p);
+    const __m256i idx = _mm256_setr_epi8(2, 5, 8, 11, 14, 17, 20, 23, 1, 4, 7, 10, 13, 16, 19, 22,
+                                         0, 3, 6, 9, 12, 15, 18, 21, 0, 0, 0, 0, 0, 0, 0, 0);
+    const __m256i pick = _mm256_permutexvar_epi8(idx, x);
+    const __m128i lo = _mm256_castsi256_si128(pick);
+    r = widen(lo);
+    g = widen(_mm_srli_si128(lo, 8));
+    b = widen(_mm256_extracti128_si256(pick, 1));
+  }
+
+  static I replicate16(I b) { return _mm256_or_si256(_mm256_slli_epi32(b, 8), b); }
+  static I replicate32(I b) { return _mm256_mullo_epi32(b, _mm256_set1_epi32(0x01010101)); }
+  static void storeDouble(void* p, V v) { _mm512_storeu_pd(p, v); }
+  static void streamDouble(double* p, V v) { _mm512_stream_pd(p, v); }
+  static void storeFloat(void* p, V v) { _mm256_storeu_ps(static_cast<float*>(p), _mm512_cvtpd_ps(v)); }
+  static void storeInts(void* p, I x) { _mm256_storeu_si256(static_cast<__m256i*>(p), x); }
+  // The values fit the narrower type, so truncating each lane is exact.
+  static void storeShorts(void* p, I x) { _mm_storeu_si128(static_cast<__m128i*>(p), _mm256_cvtepi32_epi16(x)); }
+  static void storeBytes(void* p, I x) { _mm_storel_epi64(static_cast<__m128i*>(p), _mm256_cvtepi32_epi8(x)); }
+};
+
+// VIDEO_UINT8 sixteen pixels at a time in single precision. The rounding
+// boundaries of the byte rule (x.5 in units of v * 255) are never nearer than
+// 4.5e-6 to the value of any pixel, while the single-precision sum is within
+// 4e-5 of it; so wherever the single-precision value lies more than 2^-12
+// from a boundary, its rounding is the rule's. A block with any pixel nearer
+// than that is redone by the double form. The exhaustive test over every RGB
+// triple holds both halves of this to the plain rule.
+inline __m512 weightedSum(__m512 r, __m512 g, __m512 b) {
+  const __m512 wr = _mm512_set1_ps(static_cast<float>(kIntensityRed * 255.0));
+  const __m512 wg = _mm512_set1_ps(static_cast<float>(kIntensityGreen * 255.0));
+  const __m512 wb = _mm512_set1_ps(static_cast<float>(kIntensityBlue * 255.0));
+  return _mm512_add_ps(_mm512_add_ps(_mm512_mul_ps(r, wr), _mm512_mul_ps(g, wg)), _mm512_mul_ps(b, wb));
+}
+
+inline __m512 bytesToFloats(__m128i x) { return _mm512_cvtepi32_ps(_mm512_cvtepu8_epi32(x)); }
+
+// Stores the sixteen bytes unless a pixel lies near a boundary; returns
+// whether it stored.
+inline bool storeRoundedIfClear(__m512 sum, std::uint8_t* dst) {
+  const __m512 t = _mm512_add_ps(sum, _mm512_set1_ps(0.5f));
+  const __m512i y = _mm512_cvttps_epi32(t);
+  const __m512 f = _mm512_sub_ps(t, _mm512_cvtepi32_ps(y));
+  const __mmask16 near = _mm512_cmp_ps_mask(f, _mm512_set1_ps(1.0f / 4096), _CMP_LT_OQ) |
+                         _mm512_cmp_ps_mask(f, _mm512_set1_ps(1.0f - 1.0f / 4096), _CMP_GT_OQ);
+  if (near != 0) return false;
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(dst), _mm512_cvtepi32_epi8(y));
+  return true;
+}
+
+// Sixteen BGR pixels (a masked load of exactly their 48 bytes) as three
+// vectors of 32-bit lanes, one component each: a byte permute puts component
+// k of pixel i in the low byte of lane i and zeroes the other three bytes.
+struct BGR16 {
+  __m512i order[3];  // red, green, blue
+  BGR16() {
+    alignas(64) std::uint8_t o[3][64] = {};
+    for (int k = 0; k < 3; ++k)
+      for (int i = 0; i < 16; ++i) o[k][4 * i] = static_cast<std::uint8_t>(3 * i + 2 - k);
+    for (int k = 0; k < 3; ++k) order[k] = _mm512_load_si512(o[k]);
+  }
+  void load(const std::uint8_t* p, __m512i c[3]) const {
+    const __m512i x = _mm512_maskz_loadu_epi8(0xFFFFFFFFFFFFull, p);
+    for (int k = 0; k < 3; ++k) c[k] = _mm512_maskz_permutexvar_epi8(0x1111111111111111ull, order[k], x);
+  }
+};
+
+std::int64_t intensityBGRBytes(const std::uint8_t* bgr, void* dst, std::int64_t n) {
+  std::uint8_t* out = static_cast<std::uint8_t*>(dst);
+  const BGR16 split;
+  std::int64_t i = 0;
+  for (; i + 16 <= n; i += 16) {
+    __m512i c[3];
+    split.load(bgr + 3 * i, c);
+    const __m512 sum = weightedSum(_mm512_cvtepi32_ps(c[0]), _mm512_cvtepi32_ps(c[1]), _mm512_cvtepi32_ps(c[2]));
+    if (!storeRoundedIfClear(sum, out + i)) intensityBGRForm<Avx512Ops, VIDEO_UINT8>(bgr + 3 * i, out + i, 16);
+  }
+  return i;
+}
+
+std::int64_t intensityPlanesBytes(const std::uint8_t* r, const std::uint8_t* g, const std::uint8_t* b,
+                                  void* dst, std::int64_t n) {
+  std::uint8_t* out = static_cast<std::uint8_t*>(dst);
+  std::int64_t i = 0;
+  const auto load = [](const std::uint8_t* p) { return bytesToFloats(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))); };
+  for (; i + 16 <= n; i += 16)
+    if (!storeRoundedIfClear(weightedSum(load(r + i), load(g + i), load(b + i)), out + i))
+      intensityPlanesForm<Avx512Ops, VIDEO_UINT8>(r + i, g + i, b + i, out + i, 16);
+  return i;
+}
+
+// Sixty-four luma bytes (every other byte of 128) through a 256-entry byte
+// table: two 128-entry byte permutes, picked by the index's top bit.
+std::int64_t lumaBytes(const std::uint8_t* yuy2, void* dst, std::int64_t n, const void* table) {
+  const auto* t = static_cast<const std::uint8_t*>(table);
+  const __m512i t0 = _mm512_loadu_si512(t), t1 = _mm512_loadu_si512(t + 64);
+  const __m512i t2 = _mm512_loadu_si512(t + 128), t3 = _mm512_loadu_si512(t + 192);
+  alignas(64) std::uint8_t order[64];
+  for (int i = 0; i < 64; ++i) order[i] = static_cast<std::uint8_t>(2 * i);
+  const __m512i evens = _mm512_load_si512(order);
+  std::int64_t i = 0;
+  for (; i + 64 <= n; i += 64) {
+    const __m512i a = _mm512_loadu_si512(yuy2 + 2 * i), b = _mm512_loadu_si512(yuy2 + 2 * i + 64);
+    const __m512i y = _mm512_permutex2var_epi8(a, evens, b);
+    const __m512i lo = _mm512_permutex2var_epi8(t0, y, t1), hi = _mm512_permutex2var_epi8(t2, y, t3);
+    _mm512_storeu_si512(static_cast<std::uint8_t*>(dst) + i, _mm512_mask_blend_epi8(_mm512_movepi8_mask(y), lo, hi));
+  }
+  return i;
+}
+
+// Wide samples by gathers from the table: the luma byte of each macro-pixel
+// half is the low byte of a 16-bit lane. With `stream`, the stores from the
+// first line boundary of dst on go past the caches.
+template <int Bytes>
+std::int64_t lumaWide(const std::uint8_t* yuy2, void* dst, std::int64_t n, const void* table, bool stream) {
+  constexpr int L = 64 / Bytes;  // samples a vector
+  auto* out = static_cast<std::uint8_t*>(dst);
+  const auto* t = static_cast<const std::uint8_t*>(table);
+  std::int64_t i = 0;
+  const auto a = reinterpret_cast<std::uintptr_t>(dst);
+  if (stream && a % Bytes == 0) {
+    for (; i < n && (a + i * Bytes) % 64 != 0; ++i) std::memcpy(out + i * Bytes, t + yuy2[2 * i] * Bytes, Bytes);
+  } else {
+    stream = false;
+  }
+  for (; i + L <= n; i += L) {
+    __m512i v;  // the L pixels' 2L bytes
+    if constexpr (Bytes == 8) {
+      const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(yuy2 + 2 * i));
+      const __m512i idx = _mm512_and_si512(_mm512_cvtepu16_epi64(x), _mm512_set1_epi64(0xFF));
+      v = _mm512_castpd_si512(_mm512_i64gather_pd(idx, t, 8));
+    } else {
+      const __m256i x = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(yuy2 + 2 * i));
+      const __m512i idx = _mm512_and_si512(_mm512_cvtepu16_epi32(x), _mm512_set1_epi32(0xFF));
+      v = _mm512_i32gather_epi32(idx, t, 4);
+    }
+    if (stream)
+      _mm512_stream_si512(reinterpret_cast<__m512i*>(out + i * Bytes), v);
+    else
+      _mm512_storeu_si512(out + i * Bytes, v);
+  }
+  return i;
+}
+
+// VIDEO_DOUBLE past the caches, sixteen pixels a load, in two halves of
+// eight lanes each.
+std::int64_t intensityBGRDoubleStreamed16(const std::uint8_t* bgr, void* dst, std::int64_t n) {
+  double* out = static_cast<double*>(dst);
+  const BGR16 split;
+  std::int64_t i = 0;
+  for (; i + 16 <= n; i += 16) {
+    __m512i c[3];
+    split.load(bgr + 3 * i, c);
+    for (int half = 0; half < 2; ++half) {
+      Avx512Ops::V v[3];
+      for (int k = 0; k < 3; ++k)
+        v[k] = _mm512_cvtepi32_pd(half == 0 ? _mm512_castsi512_si256(c[k]) : _mm512_extracti64x4_epi64(c[k], 1));
+      Avx512Ops::streamDouble(out + i + 8 * half, intensityOf<Avx512Ops>(v[0], v[1], v[2]));
+    }
+  }
+  return i;
+}
+
+constexpr IntensityForms withByteForms(IntensityForms f) {
+  f.bgr[VIDEO_UINT8] = &intensityBGRBytes;
+  f.planes[VIDEO_UINT8] = &intensityPlanesBytes;
+  f.bgrDoubleStreamed = &intensityBGRDoubleStreamed16;
+  f.lumaBytes = &lumaBytes;
+  f.luma4 = &lumaWide<4>;
+  f.luma8 = &lumaWide<8>;
+  return f;
+}
+
+}  // namespace
+
+const IntensityForms kIntensityForms_AVX512 = withByteForms(makeIntensityForms<Avx512Ops>());
+
+}  // namespace rivulet
