@@ -1,0 +1,91 @@
+// Column-major planes for row kernels. A family's row kernel works on runs of
+// "units" (a pixel, or a pair of pixels) of one picture row; these drivers let
+// the same kernel serve column-major planes by passing it rows of a small
+// row-major tile, and moving whole tiles between the tile and the planes.
+// Plane p has per[p] columns for each unit (2 for the luma of a pair, 1 for
+// its chroma). A tile covers kStripRows rows and kBlockUnits units, so each
+// plane column is read or written as a run of consecutive elements while its
+// cache lines are held, instead of one element per row.
+#ifndef RIVULET_VIDEO_COLUMN_TILES_H
+#define RIVULET_VIDEO_COLUMN_TILES_H
+
+#include <algorithm>
+#include <cstdint>
+
+namespace rivulet {
+
+inline constexpr int kStripRows = 16;
+inline constexpr int kBlockUnits = 32;
+
+// A tile: kStripRows rows of up to 2 * kBlockUnits elements of each of P planes.
+template <typename E, int P>
+using Tile = E[P][kStripRows][2 * kBlockUnits];
+
+// tile[p][rr][c] to plane p, element (c0 + c) * H + r0 + rr, for c < cols.
+template <typename E>
+inline void scatterTile(const E (&tile)[kStripRows][2 * kBlockUnits], int rows, int cols,
+                        E* plane, std::int64_t H, std::int64_t c0, int r0) {
+  E* base = plane + c0 * H + r0;
+  for (int c = 0; c < cols; ++c) {
+    E* col = base + c * H;
+    for (int rr = 0; rr < rows; ++rr) col[rr] = tile[rr][c];
+  }
+}
+
+// The reverse: plane elements (c0 + c) * H + r0 + rr to tile[rr][c].
+template <typename E>
+inline void gatherTile(E const* plane, std::int64_t H, std::int64_t c0, int r0, int rows,
+                       int cols, E (&tile)[kStripRows][2 * kBlockUnits]) {
+  E const* base = plane + c0 * H + r0;
+  for (int c = 0; c < cols; ++c) {
+    E const* col = base + c * H;
+    for (int rr = 0; rr < rows; ++rr) tile[rr][c] = col[rr];
+  }
+}
+
+// Planes written column-major: rowFn(r, u0, n, dst) fills, for picture row r,
+// units [u0, u0 + n) into dst[p] (per[p] * n elements each), and the tile goes
+// to plane p at columns [per[p] * u0, per[p] * (u0 + n)).
+template <typename E, int P, typename RowFn>
+void rowsToColumns(E* const (&planes)[P], const int (&per)[P], int h, int units, RowFn&& rowFn) {
+  Tile<E, P> tile;
+  for (int r0 = 0; r0 < h; r0 += kStripRows) {
+    const int rows = std::min(kStripRows, h - r0);
+    for (int u0 = 0; u0 < units; u0 += kBlockUnits) {
+      const int n = std::min(kBlockUnits, units - u0);
+      for (int rr = 0; rr < rows; ++rr) {
+        E* dst[P];
+        for (int p = 0; p < P; ++p) dst[p] = tile[p][rr];
+        rowFn(r0 + rr, u0, n, dst);
+      }
+      for (int p = 0; p < P; ++p)
+        scatterTile(tile[p], rows, per[p] * n, planes[p], h, std::int64_t{per[p]} * u0, r0);
+    }
+  }
+}
+
+// Planes read column-major: the tile is gathered from plane p's columns
+// [per[p] * u0, per[p] * (u0 + n)), then rowFn(r, u0, n, src) runs on each of
+// its rows, src[p] holding per[p] * n elements of plane p for row r.
+template <typename E, int P, typename RowFn>
+void columnsToRows(E const* const (&planes)[P], const int (&per)[P], int h, int units,
+                   RowFn&& rowFn) {
+  Tile<E, P> tile;
+  for (int r0 = 0; r0 < h; r0 += kStripRows) {
+    const int rows = std::min(kStripRows, h - r0);
+    for (int u0 = 0; u0 < units; u0 += kBlockUnits) {
+      const int n = std::min(kBlockUnits, units - u0);
+      for (int p = 0; p < P; ++p)
+        gatherTile(planes[p], h, std::int64_t{per[p]} * u0, r0, rows, per[p] * n, tile[p]);
+      for (int rr = 0; rr < rows; ++rr) {
+        E const* src[P];
+        for (int p = 0; p < P; ++p) src[p] = tile[p][rr];
+        rowFn(r0 + rr, u0, n, src);
+      }
+    }
+  }
+}
+
+}  // namespace rivulet
+
+#endif
