@@ -1,4 +1,5 @@
-// Fast forms of some audio runs (SSE2, the x86-64 baseline). Each converts a
+// Fast forms of some audio runs (SSE2, the x86-64 baseline, and wider sets
+// where the CPU detection allows). Each converts a
 // prefix of a contiguous run and returns how many elements it did; the caller
 // finishes the tail with the plain rule. A fast form equals its plain rule bit
 // for bit for every input, which the tests check.
@@ -32,10 +33,12 @@ RIVULET_FAST_CONVERT_RUN(kPosDouble, kPosInt16)
 RIVULET_FAST_CONVERT_RUN(kPosInt24, kPosDouble)
 #undef RIVULET_FAST_CONVERT_RUN
 
-// The two forms behind FastConvertRun<kPosSingle, kPosInt16>, exposed for the
-// tests; the AVX2 one may only run where the CPU has AVX2.
+// The forms behind FastConvertRun<kPosSingle, kPosInt16>, one per instruction
+// set (audio/kernels_<set>.cc), exposed for the tests; each may only run where
+// simdLevel() reaches its set.
 std::int64_t singleToInt16Run_SSE2(std::uint8_t const* src, std::uint8_t* dst, std::int64_t n);
 std::int64_t singleToInt16Run_AVX2(std::uint8_t const* src, std::uint8_t* dst, std::int64_t n);
+std::int64_t singleToInt16Run_AVX512(std::uint8_t const* src, std::uint8_t* dst, std::int64_t n);
 
 // The same for the PCM rules: W is the PCM width in bytes, P the memory
 // position. Copy runs read PCM, output runs write it.

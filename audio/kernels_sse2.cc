@@ -1,9 +1,14 @@
 // SSE2 fast forms of the audio runs declared in kernels.h. Each handles whole
 // blocks of eight (or four) elements and leaves the tail to the plain rule.
-// Unaligned loads and stores throughout: hosts pass any address.
+// Unaligned loads and stores throughout: hosts pass any address. SSE2 is the
+// x86-64 baseline; each form still asks the CPU detection, so that a build
+// with RIVULET_NO_SIMD runs the plain rules alone.
 #include <emmintrin.h>
 
 #include "audio/kernels.h"
+#include "audio/single_to_int16.h"
+#include "types/cpu.h"
+#include "types/stream.h"
 
 namespace rivulet {
 namespace {
@@ -80,6 +85,7 @@ inline void splitInt16Pairs(__m128i v, __m128i& left, __m128i& right) {
 
 std::int64_t FastConvertRun<kPosInt16, kPosDouble>::run(std::uint8_t const* src,
                                                         std::uint8_t* dst, std::int64_t n) {
+  if (!simdAtLeast(Simd::kSse2)) return 0;
   const __m128d scale = _mm_set1_pd(kInt16Scale);
   std::int64_t i = 0;
   for (; i + 8 <= n; i += 8) {
@@ -93,43 +99,29 @@ std::int64_t FastConvertRun<kPosInt16, kPosDouble>::run(std::uint8_t const* src,
 
 std::int64_t FastConvertRun<kPosInt16, kPosSingle>::run(std::uint8_t const* src,
                                                         std::uint8_t* dst, std::int64_t n) {
+  if (!simdAtLeast(Simd::kSse2)) return 0;
   std::int64_t i = 0;
   for (; i + 8 <= n; i += 8) int16ToSingleX8(src + 2 * i, dst + 4 * i);
   return i;
 }
 
-// p = x * 32768 in single precision. Only the upper bound needs clipping
-// before the conversion: anything below -32768 (also -inf) converts to a value
-// the saturating pack turns into -32768, as the rule does. NaN converts to the
-// most negative int32, whose low 16 bits (the rule's answer) are 0, so NaN
-// lanes are cleared instead.
 std::int64_t singleToInt16Run_SSE2(std::uint8_t const* src, std::uint8_t* dst, std::int64_t n) {
-  const __m128 k = _mm_set1_ps(32768.0f);
-  const __m128 hi = _mm_set1_ps(32767.0f);
-  std::int64_t i = 0;
-  for (; i + 8 <= n; i += 8) {
-    const __m128 a = _mm_mul_ps(_mm_loadu_ps(reinterpret_cast<float const*>(src + 4 * i)), k);
-    const __m128 b = _mm_mul_ps(_mm_loadu_ps(reinterpret_cast<float const*>(src + 4 * i + 16)), k);
-    const __m128i ta = _mm_andnot_si128(_mm_castps_si128(_mm_cmpunord_ps(a, a)),
-                                        _mm_cvttps_epi32(_mm_min_ps(hi, a)));
-    const __m128i tb = _mm_andnot_si128(_mm_castps_si128(_mm_cmpunord_ps(b, b)),
-                                        _mm_cvttps_epi32(_mm_min_ps(hi, b)));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 2 * i), _mm_packs_epi32(ta, tb));
-  }
-  return i;
+  return singleToInt16Run<SingleToInt16Ops128>(src, dst, n, 2 * n >= kStreamMinBytes);
 }
 
-// The AVX2 form where the CPU has it, picked once.
+// The widest form the CPU runs, picked once; the widest forms finish with
+// SSE2 steps, so at most seven elements are left to the plain rule.
 std::int64_t FastConvertRun<kPosSingle, kPosInt16>::run(std::uint8_t const* src,
                                                         std::uint8_t* dst, std::int64_t n) {
-  static const auto form =
-      __builtin_cpu_supports("avx2") ? &singleToInt16Run_AVX2 : &singleToInt16Run_SSE2;
-  const std::int64_t done = form(src, dst, n);
-  return done + singleToInt16Run_SSE2(src + 4 * done, dst + 2 * done, n - done);
+  using Form = std::int64_t (*)(std::uint8_t const*, std::uint8_t*, std::int64_t);
+  static const Form form = widestForm<Form>(
+      {nullptr, &singleToInt16Run_SSE2, nullptr, &singleToInt16Run_AVX2, &singleToInt16Run_AVX512});
+  return form == nullptr ? 0 : form(src, dst, n);
 }
 
 std::int64_t FastConvertRun<kPosDouble, kPosInt16>::run(std::uint8_t const* src,
                                                         std::uint8_t* dst, std::int64_t n) {
+  if (!simdAtLeast(Simd::kSse2)) return 0;
   std::int64_t i = 0;
   for (; i + 8 <= n; i += 8) doubleToInt16X8(src + 8 * i, dst + 2 * i);
   return i;
@@ -141,6 +133,7 @@ std::int64_t FastConvertRun<kPosDouble, kPosInt16>::run(std::uint8_t const* src,
 // left by eight gives b0 * 2^8 + b1 * 2^16 + b2 * 2^24.
 std::int64_t FastConvertRun<kPosInt24, kPosDouble>::run(std::uint8_t const* src,
                                                         std::uint8_t* dst, std::int64_t n) {
+  if (!simdAtLeast(Simd::kSse2)) return 0;
   const __m128d scale = _mm_set1_pd(kInt32Scale);
   std::int64_t i = 0;
   for (; 3 * i + 16 <= 3 * n; i += 4) {
@@ -157,6 +150,7 @@ std::int64_t FastStereoFromInterleaved<kPosInt16, kPosDouble>::run(std::uint8_t 
                                                                    std::uint8_t* left,
                                                                    std::uint8_t* right,
                                                                    std::int64_t n) {
+  if (!simdAtLeast(Simd::kSse2)) return 0;
   const __m128d scale = _mm_set1_pd(kInt16Scale);
   std::int64_t i = 0;
   for (; i + 4 <= n; i += 4) {
@@ -172,6 +166,7 @@ std::int64_t FastStereoFromInterleaved<kPosInt16, kPosDouble>::run(std::uint8_t 
 
 std::int64_t FastPcmStereoCopy16ToSingle::run(std::uint8_t const* src, std::uint8_t* left,
                                               std::uint8_t* right, std::int64_t n) {
+  if (!simdAtLeast(Simd::kSse2)) return 0;
   const __m128 scale = _mm_set1_ps(static_cast<float>(kInt16Scale));
   std::int64_t i = 0;
   for (; i + 4 <= n; i += 4) {
@@ -187,6 +182,7 @@ std::int64_t FastPcmStereoCopy16ToSingle::run(std::uint8_t const* src, std::uint
 std::int64_t FastPcmStereoOutputDoubleTo16::run(std::uint8_t const* left,
                                                 std::uint8_t const* right, std::uint8_t* dst,
                                                 std::int64_t n) {
+  if (!simdAtLeast(Simd::kSse2)) return 0;
   std::int64_t i = 0;
   for (; i + 4 <= n; i += 4) {
     const __m128i l = lowHalves(doubleToInt16x4(left + 8 * i));
