@@ -1,12 +1,13 @@
-// Run-time choice of the fast byte forms of frame_kernels.h.
+// Run-time choice of the fast byte forms of frame_kernels.h, through the one
+// CPU detection of the library.
 #include "video/frame_kernels_simd.h"
+
+#include "types/cpu.h"
 
 namespace rivulet {
 
-#if !defined(RIVULET_NO_SIMD) && defined(__x86_64__)
-// In frame_kernels_avx2.cc, compiled for AVX2; null where the build has none.
-const FrameSimd* frameSimdAVX2();
-#endif
+// Defined in frame_kernels_avx2.cc (compiled for AVX2).
+extern const FrameSimd kFrameSimdAVX2;
 
 namespace {
 
@@ -26,19 +27,16 @@ int noneMergeM(const std::uint8_t*, const std::uint8_t*, const std::uint8_t*, st
 constexpr FrameSimd kNone = {&none3, &noneSplit, &none3, &noneSplitM, &noneMergeM, &noneSplitM};
 
 const FrameSimd& pick() {
-#if !defined(RIVULET_NO_SIMD) && defined(__x86_64__)
-  __builtin_cpu_init();
-  if (__builtin_cpu_supports("avx2"))
-    if (const FrameSimd* s = frameSimdAVX2()) return *s;
-#endif
-  return kNone;
+  FrameSimd const* const forms[] = {&kNone, nullptr, nullptr, &kFrameSimdAVX2};
+  return *widestForm(forms);
 }
-
-const FrameSimd& kPicked = pick();
 
 }  // namespace
 
-const FrameSimd& frameSimd() { return kPicked; }
+const FrameSimd& frameSimd() {
+  static const FrameSimd& picked = pick();
+  return picked;
+}
 const FrameSimd& frameSimdNone() { return kNone; }
 
 }  // namespace rivulet
