@@ -5,8 +5,6 @@
 // and leaves everything to the plain form if it does not fit.
 #include <immintrin.h>
 
-#include <cstdlib>
-
 #include "video/frame_kernels_simd.h"
 #include "video/ycbcr_rules.h"
 
@@ -217,17 +215,21 @@ int ycbcrToBGR(const std::uint8_t* y, const std::uint8_t* cb, const std::uint8_t
 
 // ---- Forward transform ----------------------------------------------------------------------
 
-// In 16-bit lanes: the luma row has no negative coefficient and its largest
-// sum fits unsigned 16 bits; each chroma row's partial sums fit signed 16 bits.
+// In 16-bit lanes, wrapping: only the final sum of a row must fit, unsigned
+// for the luma row (no negative coefficient, largest sum below 65536) and
+// signed for the chroma rows (the sums of the negative and of the positive
+// coefficients times 255, plus 128, within -32768..32767).
 struct Forward {
   __m256i c[9], off[3];
   bool ok;
   explicit Forward(const YCbCrMatrices& m) {
     const int* f = m.fwd;
     ok = f[0] >= 0 && f[1] >= 0 && f[2] >= 0 && (f[0] + f[1] + f[2]) * 255 + 128 <= 65535;
-    for (int row = 1; row < 3; ++row)
-      ok = ok && (std::abs(f[3 * row]) + std::abs(f[3 * row + 1]) + std::abs(f[3 * row + 2])) *
-                         255 + 128 <= 32767;
+    for (int row = 1; row < 3; ++row) {
+      int neg = 0, pos = 0;
+      for (int i = 0; i < 3; ++i) (f[3 * row + i] < 0 ? neg : pos) += f[3 * row + i];
+      ok = ok && neg * 255 + 128 >= -32768 && pos * 255 + 128 <= 32767;
+    }
     for (int i = 0; i < 3; ++i) ok = ok && m.off[i] >= 0 && m.off[i] <= 255;
     for (int i = 0; i < 9; ++i) c[i] = _mm256_set1_epi16(static_cast<short>(f[i]));
     for (int i = 0; i < 3; ++i) off[i] = _mm256_set1_epi16(static_cast<short>(m.off[i]));

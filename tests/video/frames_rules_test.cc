@@ -4,6 +4,7 @@
 // round trips through a pair of families.
 #include <numeric>
 
+#include "types/cpu.h"
 #include "video/frame_kernels.h"
 #include "video/frames_reference.h"
 
@@ -159,12 +160,22 @@ TEST(FrameKernels, FastFormsEqualPlainOnEveryLength) {
   }
 }
 
-// A matrix the fast transforms cannot hold exactly is left to the plain forms.
-TEST(FrameKernels, FastTransformsDeclineMatricesThatDoNotFit) {
+// The fast forms take the load-time matrices (where the CPU has them), and a
+// matrix they cannot hold exactly is left to the plain forms.
+TEST(FrameKernels, FastTransformsTakeTheMatricesThatFit) {
   YCbCrMatrices m = loadYCbCrMatrices();
+  Bytes in(64 * 6, 200), y(64 * 2), cb(64), cr(64);
+  if (simdAtLeast(Simd::kAvx2)) {
+    const FrameSimd& s = frameSimd();
+    EXPECT_EQ(s.mergeBGR(in.data(), in.data(), in.data(), in.data() + 64, 64), 64);
+    EXPECT_EQ(s.yuy2ToPlanes(in.data(), y.data(), cb.data(), cr.data(), 64), 64);
+    EXPECT_EQ(s.planesToYUY2(y.data(), cb.data(), cr.data(), in.data(), 64), 64);
+    EXPECT_EQ(s.yuy2ToRGB(in.data(), y.data(), cb.data(), cr.data(), 32, m), 32);
+    EXPECT_EQ(s.ycbcrToBGR(y.data(), cb.data(), cr.data(), in.data(), 32, m), 32);
+    EXPECT_EQ(s.bgrToYCbCr(in.data(), y.data(), cb.data(), cr.data(), 32, m), 32);
+  }
   m.fwd[0] = 300;  // luma sums no longer fit 16 bits
   m.bwd[3] += 1;   // luma gains differ between R and G
-  Bytes in(64 * 6, 200), y(64 * 2), cb(64), cr(64);
   EXPECT_EQ(frameSimd().bgrToYCbCr(in.data(), y.data(), cb.data(), cr.data(), 64, m), 0);
   EXPECT_EQ(frameSimd().yuy2ToRGB(in.data(), y.data(), cb.data(), cr.data(), 64, m), 0);
   EXPECT_EQ(frameSimd().ycbcrToBGR(in.data(), in.data(), in.data(), y.data(), 16, m), 0);
