@@ -3,8 +3,9 @@
 #include <immintrin.h>
 
 // GCC 12 reports the lanes its own AVX-512 intrinsics leave undefined on
-// purpose (_mm512_undefined_*) as maybe uninitialised.
+// purpose (_mm512_undefined_*) as uninitialised.
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#pragma GCC diagnostic ignored "-Wuninitialized"
 
 #include "audio/single_to_int16.h"
 #include "types/stream.h"

@@ -1,6 +1,6 @@
 // AUDIO_SINGLE -> AUDIO_INT16 runs, written once for any vector width. Ops
-// gives the vector types and operations of one instruction set; each SIMD
-// source instantiates this with its own Ops (in its own namespace), so no
+// gives the vector operations of one instruction set; each SIMD source
+// instantiates this with its own Ops (in an unnamed namespace), so no
 // instantiation compiled for a wide set is shared with code for a narrow one.
 //
 // p = x * 32768 in single precision. Only the upper bound needs clipping
@@ -15,43 +15,20 @@
 
 #include <cstdint>
 
+#include "types/stream.h"
+
 namespace rivulet {
 
-// Ops::kLanes floats per vector; Ops::step(src, dst) converts 2 * kLanes
-// elements with unaligned accesses, Ops::streamStep the same with a store
-// that bypasses the caches (dst aligned to 2 * kLanes * 2 bytes).
-template <typename Ops, bool Stream>
-inline std::int64_t singleToInt16Steps(std::uint8_t const* src, std::uint8_t* dst, std::int64_t i,
-                                       std::int64_t n) {
-  constexpr int kStep = 2 * Ops::kLanes;
-  for (; i + kStep <= n; i += kStep) {
-    if constexpr (Stream)
-      Ops::streamStep(src + 4 * i, dst + 2 * i);
-    else
-      Ops::step(src + 4 * i, dst + 2 * i);
-  }
-  return i;
-}
-
-// A prefix of the run; returns how many elements it did. With `stream`, a
-// destination that can be aligned is written past the caches: one unaligned
-// step first, then aligned steps from the first aligned element (the overlap
-// is written twice with the same values).
+// A prefix of the run, Ops::kLanes * 2 elements a step; returns how many
+// elements it did. Ops::step(src, dst) converts one step with unaligned
+// stores, Ops::streamStep onto an aligned destination past the caches.
 template <typename Ops>
 inline std::int64_t singleToInt16Run(std::uint8_t const* src, std::uint8_t* dst, std::int64_t n,
                                      bool stream) {
-  constexpr int kBytes = 4 * Ops::kLanes;  // output bytes of one step
-  const auto address = reinterpret_cast<std::uintptr_t>(dst);
-  if (stream && address % 2 == 0 && n >= 4 * Ops::kLanes) {
-    Ops::step(src, dst);
-    const std::int64_t lead = static_cast<std::int64_t>((kBytes - address % kBytes) % kBytes / 2);
-    const std::int64_t done = singleToInt16Steps<Ops, true>(src, dst, lead, n);
-    Ops::fence();
-    return done;
-  }
-  return singleToInt16Steps<Ops, false>(src, dst, 0, n);
+  return stepRun<2 * Ops::kLanes, 2>(
+      dst, n, stream, [&](std::int64_t i) { Ops::step(src + 4 * i, dst + 2 * i); },
+      [&](std::int64_t i) { Ops::streamStep(src + 4 * i, dst + 2 * i); }, [] { Ops::fence(); });
 }
-
 
 // The 128-bit step, in every SIMD source that includes this header: the SSE2
 // form, and the tail of the wider ones. In an unnamed namespace, so each

@@ -1,7 +1,9 @@
 // Column-major planes for row kernels. A family's row kernel works on runs of
 // "units" (a pixel, or a pair of pixels) of one picture row; these drivers let
 // the same kernel serve column-major planes by passing it rows of a small
-// row-major tile, and moving whole tiles between the tile and the planes.
+// row-major tile, which the shared transpose layer moves to or from the
+// planes. (The pixel-based plane driver holds planes of one width; these
+// drivers let a pair's luma and chroma planes differ.)
 // Plane p has per[p] columns for each unit (2 for the luma of a pair, 1 for
 // its chroma). A tile covers kStripRows rows and kBlockUnits units, so each
 // plane column is read or written as a run of consecutive elements while its
@@ -12,6 +14,8 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "video/transpose.h"
+
 namespace rivulet {
 
 inline constexpr int kStripRows = 16;
@@ -21,27 +25,29 @@ inline constexpr int kBlockUnits = 32;
 template <typename E, int P>
 using Tile = E[P][kStripRows][2 * kBlockUnits];
 
-// tile[p][rr][c] to plane p, element (c0 + c) * H + r0 + rr, for c < cols.
+// tile[rr][c] to plane element (c0 + c) * H + r0 + rr, for c < cols, through
+// the shared tiled transpose layer.
 template <typename E>
 inline void scatterTile(const E (&tile)[kStripRows][2 * kBlockUnits], int rows, int cols,
                         E* plane, std::int64_t H, std::int64_t c0, int r0) {
-  E* base = plane + c0 * H + r0;
-  for (int c = 0; c < cols; ++c) {
-    E* col = base + c * H;
-    for (int rr = 0; rr < rows; ++rr) col[rr] = tile[rr][c];
-  }
+  if (rows > kStripRows || cols > 2 * kBlockUnits) __builtin_unreachable();
+  transposeTile(&tile[0][0], 2 * kBlockUnits, plane + c0 * H + r0, H, rows, cols);
 }
 
+// GCC (12) cannot see that a tile of at most 16 columns leaves the 64-column
+// block loop of the transpose layer empty, and warns of a write past the tile
+// on that path; it is never taken.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wstringop-overflow"
+#pragma GCC diagnostic ignored "-Warray-bounds"
 // The reverse: plane elements (c0 + c) * H + r0 + rr to tile[rr][c].
 template <typename E>
 inline void gatherTile(E const* plane, std::int64_t H, std::int64_t c0, int r0, int rows,
                        int cols, E (&tile)[kStripRows][2 * kBlockUnits]) {
-  E const* base = plane + c0 * H + r0;
-  for (int c = 0; c < cols; ++c) {
-    E const* col = base + c * H;
-    for (int rr = 0; rr < rows; ++rr) tile[rr][c] = col[rr];
-  }
+  if (rows > kStripRows || cols > 2 * kBlockUnits) __builtin_unreachable();
+  transposeTile(plane + c0 * H + r0, H, &tile[0][0], 2 * kBlockUnits, cols, rows);
 }
+#pragma GCC diagnostic pop
 
 // Planes written column-major: rowFn(r, u0, n, dst) fills, for picture row r,
 // units [u0, u0 + n) into dst[p] (per[p] * n elements each), and the tile goes

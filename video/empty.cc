@@ -19,19 +19,24 @@ void toChannelsEmpty(void const*, void* p0, void* p1, void* p2, int w, int h,
     std::fill_n(static_cast<Sample<N>*>(planes[p]), count, videoTraits<N>::min);
 }
 
+template <int Planes>
+struct Fill {
+  template <int N>
+  struct Of {
+    static constexpr VideoInputFcn fcn = [] {
+      if constexpr (N == VIDEO_BOOLEAN)
+        return VideoInputFcn{nullptr};
+      else
+        return &toChannelsEmpty<N, Planes>;
+    }();
+  };
+};
+
 }  // namespace
 
-constexpr VideoInputFcn kToRGBChannelsEmpty[9] = {
-    &toChannelsEmpty<0, 3>, &toChannelsEmpty<1, 3>, &toChannelsEmpty<2, 3>,
-    &toChannelsEmpty<3, 3>, &toChannelsEmpty<4, 3>, &toChannelsEmpty<5, 3>,
-    &toChannelsEmpty<6, 3>, &toChannelsEmpty<7, 3>,
-    nullptr,  // VIDEO_BOOLEAN: no Empty member
-};
-constexpr VideoInputFcn kToIntensityChannelsEmpty[9] = {
-    &toChannelsEmpty<0, 1>, &toChannelsEmpty<1, 1>, &toChannelsEmpty<2, 1>,
-    &toChannelsEmpty<3, 1>, &toChannelsEmpty<4, 1>, &toChannelsEmpty<5, 1>,
-    &toChannelsEmpty<6, 1>, &toChannelsEmpty<7, 1>,
-    nullptr,  // VIDEO_BOOLEAN: no Empty member
-};
+constexpr VideoInputTable kToRGBChannelsEmpty = buildVideoTable<VideoInputFcn, Fill<3>::Of>();
+constexpr VideoInputTable kToIntensityChannelsEmpty = buildVideoTable<VideoInputFcn, Fill<1>::Of>();
+static_assert(typesOf(kToRGBChannelsEmpty) == kEmptyTypes);
+static_assert(typesOf(kToIntensityChannelsEmpty) == kEmptyTypes);
 
 }  // namespace rivulet

@@ -1,32 +1,40 @@
-// Routine tables of the video families, one per source, read by the selectors.
+// Routine tables of the video families, one per source, read by the
+// selectors, and the types each family has.
 #ifndef RIVULET_VIDEO_FAMILIES_H
 #define RIVULET_VIDEO_FAMILIES_H
 
 #include "rivulet/video.h"
+#include "video/table.h"
 
 namespace rivulet {
 
-using VideoInputTable = VideoInputFcn const[9];
-using VideoOutputTable = VideoOutputFcn const[9];
+using VideoInputTable = VideoTable<VideoInputFcn>;
+using VideoOutputTable = VideoTable<VideoOutputFcn>;
 
-extern VideoInputTable kRGBToRGBChannelsInput;
-extern VideoInputTable kRGBToRGBChannelsInput_mmr;
-extern VideoInputTable kToRGBChannelsEmpty;
-extern VideoInputTable kToIntensityChannelsEmpty;
+// RGB planes from packed BGR frames and from byte planes: every type.
+inline constexpr unsigned kRGBToRGBChannelsInputTypes = kAllVideoTypes;
+extern const VideoInputTable kRGBToRGBChannelsInput;
+extern const VideoInputTable kRGBToRGBChannelsInput_mmr;
 
-// Planes back to frames, YCbCr in and YCbCr out.
-extern VideoOutputTable kRGBToRGBChannelsOutput;
-extern VideoOutputTable kIntensityToRGBChannelsOutput;
-extern VideoOutputTable kRGBToRGB24ChannelsConvertCopy;
-extern VideoOutputTable kIntensityToRGB24ChannelsConvertCopy;
-extern VideoInputTable kRGBToYCbCrChannelsInput;
-extern VideoInputTable kRGBToYCbCrChannelsInput_mmr;
-extern VideoInputTable kYCbCrToYCbCrChannelsInput;
-extern VideoInputTable kYCbCrToRGBChannelsInput;
-extern VideoOutputTable kYCbCrToRGBChannelsOutput;
-extern VideoOutputTable kRGBToYCbCrChannelsOutput;
-extern VideoOutputTable kIntensityToYCbCrChannelsOutput;
-extern VideoOutputTable kYCbCrToYCbCrChannelsOutput;
+// The fills: every type but VIDEO_BOOLEAN, which has no Empty member.
+inline constexpr unsigned kEmptyTypes = withoutType(kAllVideoTypes, VIDEO_BOOLEAN);
+extern const VideoInputTable kToRGBChannelsEmpty;
+extern const VideoInputTable kToIntensityChannelsEmpty;
+
+// Planes back to frames, YCbCr in and YCbCr out: every type.
+inline constexpr unsigned kFramesAndYCbCrTypes = kAllVideoTypes;
+extern const VideoOutputTable kRGBToRGBChannelsOutput;
+extern const VideoOutputTable kIntensityToRGBChannelsOutput;
+extern const VideoOutputTable kRGBToRGB24ChannelsConvertCopy;
+extern const VideoOutputTable kIntensityToRGB24ChannelsConvertCopy;
+extern const VideoInputTable kRGBToYCbCrChannelsInput;
+extern const VideoInputTable kRGBToYCbCrChannelsInput_mmr;
+extern const VideoInputTable kYCbCrToYCbCrChannelsInput;
+extern const VideoInputTable kYCbCrToRGBChannelsInput;
+extern const VideoOutputTable kYCbCrToRGBChannelsOutput;
+extern const VideoOutputTable kRGBToYCbCrChannelsOutput;
+extern const VideoOutputTable kIntensityToYCbCrChannelsOutput;
+extern const VideoOutputTable kYCbCrToYCbCrChannelsOutput;
 
 }  // namespace rivulet
 

@@ -4,9 +4,9 @@
 // Every sample goes through sampleToByte alone.
 #include <cstring>
 
-#include "video/column_tiles.h"
 #include "video/families.h"
 #include "video/frame_kernels.h"
+#include "video/plane_driver.h"
 
 namespace rivulet {
 namespace {
@@ -20,19 +20,11 @@ void RGBToRGBChannelsOutput(void const* red, void const* green, void const* blue
   using T = Sample<N>;
   T const* const planes[3] = {static_cast<T const*>(red), static_cast<T const*>(green),
                               static_cast<T const*>(blue)};
-  const std::int64_t stride = bgrRowStride(w);
-  std::uint8_t* bottom = static_cast<std::uint8_t*>(frame) + (h - 1) * stride;
-  if (orientation == ORIENTATION_ROW_MAJOR) {
-    for (int r = 0; r < h; ++r) {
-      const std::int64_t o = static_cast<std::int64_t>(r) * w;
-      mergeBGRRow<N>(planes[0] + o, planes[1] + o, planes[2] + o, bottom - r * stride, w);
-    }
-  } else {
-    constexpr int per[3] = {1, 1, 1};
-    columnsToRows(planes, per, h, w, [&](int r, int c0, int n, T const* const* src) {
-      mergeBGRRow<N>(src[0], src[1], src[2], bottom - r * stride + 3 * c0, n);
-    });
-  }
+  const PackedRows<std::uint8_t> rows(static_cast<std::uint8_t*>(frame), 3 * std::int64_t{w}, h);
+  const auto row = [&](int r, int c, int n, T const* const in[3]) {
+    mergeBGRRow<N>(in[0], in[1], in[2], rows.row(r) + 3 * c, n);
+  };
+  planesToRows<T, 3>(row, planes, w, h, orientation);
 }
 
 // The grey plane stands in for all three; plane1 and plane2 are not read.
@@ -77,16 +69,27 @@ void IntensityToRGB24ChannelsConvertCopy(void const* grey, void const*, void con
   std::memcpy(dst + 2 * n, dst, n);
 }
 
+// Table members: entry N of a family's table is its routine for type N.
+#define RIVULET_MEMBER(Family, Fcn) \
+  template <int N>                 \
+  struct Family##Member {          \
+    static constexpr Fcn fcn = &Family<N>; \
+  };
+RIVULET_MEMBER(RGBToRGBChannelsOutput, VideoOutputFcn)
+RIVULET_MEMBER(IntensityToRGBChannelsOutput, VideoOutputFcn)
+RIVULET_MEMBER(RGBToRGB24ChannelsConvertCopy, VideoOutputFcn)
+RIVULET_MEMBER(IntensityToRGB24ChannelsConvertCopy, VideoOutputFcn)
+#undef RIVULET_MEMBER
+
 }  // namespace
 
-#define RIVULET_NINE(f) &f<0>, &f<1>, &f<2>, &f<3>, &f<4>, &f<5>, &f<6>, &f<7>, &f<8>
-constexpr VideoOutputFcn kRGBToRGBChannelsOutput[9] = {RIVULET_NINE(RGBToRGBChannelsOutput)};
-constexpr VideoOutputFcn kIntensityToRGBChannelsOutput[9] = {
-    RIVULET_NINE(IntensityToRGBChannelsOutput)};
-constexpr VideoOutputFcn kRGBToRGB24ChannelsConvertCopy[9] = {
-    RIVULET_NINE(RGBToRGB24ChannelsConvertCopy)};
-constexpr VideoOutputFcn kIntensityToRGB24ChannelsConvertCopy[9] = {
-    RIVULET_NINE(IntensityToRGB24ChannelsConvertCopy)};
-#undef RIVULET_NINE
+constexpr VideoOutputTable kRGBToRGBChannelsOutput = buildVideoTable<VideoOutputFcn, RGBToRGBChannelsOutputMember>();
+static_assert(typesOf(kRGBToRGBChannelsOutput) == kFramesAndYCbCrTypes);
+constexpr VideoOutputTable kIntensityToRGBChannelsOutput = buildVideoTable<VideoOutputFcn, IntensityToRGBChannelsOutputMember>();
+static_assert(typesOf(kIntensityToRGBChannelsOutput) == kFramesAndYCbCrTypes);
+constexpr VideoOutputTable kRGBToRGB24ChannelsConvertCopy = buildVideoTable<VideoOutputFcn, RGBToRGB24ChannelsConvertCopyMember>();
+static_assert(typesOf(kRGBToRGB24ChannelsConvertCopy) == kFramesAndYCbCrTypes);
+constexpr VideoOutputTable kIntensityToRGB24ChannelsConvertCopy = buildVideoTable<VideoOutputFcn, IntensityToRGB24ChannelsConvertCopyMember>();
+static_assert(typesOf(kIntensityToRGB24ChannelsConvertCopy) == kFramesAndYCbCrTypes);
 
 }  // namespace rivulet

@@ -65,12 +65,9 @@ inline std::uint8_t sampleToByte(Sample<N> x) {
   }
 }
 
-// Bytes per row of a packed BGR frame: 3 * w rounded up to a multiple of four.
-inline std::int64_t bgrRowStride(int w) {
-  const std::int64_t bytes = 3 * static_cast<std::int64_t>(w);
-  const std::int64_t pad = bytes % 4;
-  return pad == 0 ? bytes : bytes + (4 - pad);
-}
+// Bytes per row of a packed frame: its pixel bytes rounded up to a multiple of four.
+inline std::int64_t paddedRowBytes(std::int64_t bytes) { return (bytes + 3) & ~std::int64_t{3}; }
+inline std::int64_t bgrRowStride(int w) { return paddedRowBytes(3 * static_cast<std::int64_t>(w)); }
 
 // w * h as a signed 32-bit product (wrapping like the two's-complement
 // multiply it is, without undefined behaviour).

@@ -7,22 +7,22 @@ namespace rivulet {
 namespace {
 
 // Families whose routines are not in this build yet: every entry null.
-constexpr VideoInputFcn kNoInput[9] = {};
-constexpr VideoOutputFcn kNoOutput[9] = {};
+constexpr VideoInputTable kNoInput = {};
+constexpr VideoOutputTable kNoOutput = {};
 
 // Filling read: out of range touches nothing; otherwise the type's 8-bit table
 // is (re)written before the entry is returned.
 template <typename Fcn>
-Fcn fillingRead(Fcn const (&table)[9], VideoDataType dataType) {
-  if (static_cast<unsigned>(dataType) > 8) return nullptr;
+Fcn fillingRead(VideoTable<Fcn> const& table, VideoDataType dataType) {
+  if (static_cast<unsigned>(dataType) >= kVideoTypeCount) return nullptr;
   initEightBitLUT(dataType);
   return table[dataType];
 }
 
 // Plain read: no side effect.
 template <typename Fcn>
-Fcn plainRead(Fcn const (&table)[9], VideoDataType dataType) {
-  if (static_cast<unsigned>(dataType) > 8) return nullptr;
+Fcn plainRead(VideoTable<Fcn> const& table, VideoDataType dataType) {
+  if (static_cast<unsigned>(dataType) >= kVideoTypeCount) return nullptr;
   return table[dataType];
 }
 

@@ -162,14 +162,27 @@ void YCbCrToRGBChannelsInput(void const* frame, void* red, void* green, void* bl
   YCbCrToRGBChannelsBody<N>(frame, w, h, orientation == ORIENTATION_ROW_MAJOR, red, green, blue);
 }
 
+// Table members: entry N of a family's table is its routine for type N.
+#define RIVULET_MEMBER(Family, Fcn) \
+  template <int N>                 \
+  struct Family##Member {          \
+    static constexpr Fcn fcn = &Family<N>; \
+  };
+RIVULET_MEMBER(RGBToYCbCrChannelsInput, VideoInputFcn)
+RIVULET_MEMBER(RGBToYCbCrChannelsInput_mmr, VideoInputFcn)
+RIVULET_MEMBER(YCbCrToYCbCrChannelsInput, VideoInputFcn)
+RIVULET_MEMBER(YCbCrToRGBChannelsInput, VideoInputFcn)
+#undef RIVULET_MEMBER
+
 }  // namespace
 
-#define RIVULET_NINE(f) &f<0>, &f<1>, &f<2>, &f<3>, &f<4>, &f<5>, &f<6>, &f<7>, &f<8>
-constexpr VideoInputFcn kRGBToYCbCrChannelsInput[9] = {RIVULET_NINE(RGBToYCbCrChannelsInput)};
-constexpr VideoInputFcn kRGBToYCbCrChannelsInput_mmr[9] = {
-    RIVULET_NINE(RGBToYCbCrChannelsInput_mmr)};
-constexpr VideoInputFcn kYCbCrToYCbCrChannelsInput[9] = {RIVULET_NINE(YCbCrToYCbCrChannelsInput)};
-constexpr VideoInputFcn kYCbCrToRGBChannelsInput[9] = {RIVULET_NINE(YCbCrToRGBChannelsInput)};
-#undef RIVULET_NINE
+constexpr VideoInputTable kRGBToYCbCrChannelsInput = buildVideoTable<VideoInputFcn, RGBToYCbCrChannelsInputMember>();
+static_assert(typesOf(kRGBToYCbCrChannelsInput) == kFramesAndYCbCrTypes);
+constexpr VideoInputTable kRGBToYCbCrChannelsInput_mmr = buildVideoTable<VideoInputFcn, RGBToYCbCrChannelsInput_mmrMember>();
+static_assert(typesOf(kRGBToYCbCrChannelsInput_mmr) == kFramesAndYCbCrTypes);
+constexpr VideoInputTable kYCbCrToYCbCrChannelsInput = buildVideoTable<VideoInputFcn, YCbCrToYCbCrChannelsInputMember>();
+static_assert(typesOf(kYCbCrToYCbCrChannelsInput) == kFramesAndYCbCrTypes);
+constexpr VideoInputTable kYCbCrToRGBChannelsInput = buildVideoTable<VideoInputFcn, YCbCrToRGBChannelsInputMember>();
+static_assert(typesOf(kYCbCrToRGBChannelsInput) == kFramesAndYCbCrTypes);
 
 }  // namespace rivulet

@@ -160,15 +160,27 @@ void YCbCrToYCbCrChannelsOutput(void const* yp, void const* cbp, void const* crp
   }
 }
 
+// Table members: entry N of a family's table is its routine for type N.
+#define RIVULET_MEMBER(Family, Fcn) \
+  template <int N>                 \
+  struct Family##Member {          \
+    static constexpr Fcn fcn = &Family<N>; \
+  };
+RIVULET_MEMBER(YCbCrToRGBChannelsOutput, VideoOutputFcn)
+RIVULET_MEMBER(RGBToYCbCrChannelsOutput, VideoOutputFcn)
+RIVULET_MEMBER(IntensityToYCbCrChannelsOutput, VideoOutputFcn)
+RIVULET_MEMBER(YCbCrToYCbCrChannelsOutput, VideoOutputFcn)
+#undef RIVULET_MEMBER
+
 }  // namespace
 
-#define RIVULET_NINE(f) &f<0>, &f<1>, &f<2>, &f<3>, &f<4>, &f<5>, &f<6>, &f<7>, &f<8>
-constexpr VideoOutputFcn kYCbCrToRGBChannelsOutput[9] = {RIVULET_NINE(YCbCrToRGBChannelsOutput)};
-constexpr VideoOutputFcn kRGBToYCbCrChannelsOutput[9] = {RIVULET_NINE(RGBToYCbCrChannelsOutput)};
-constexpr VideoOutputFcn kIntensityToYCbCrChannelsOutput[9] = {
-    RIVULET_NINE(IntensityToYCbCrChannelsOutput)};
-constexpr VideoOutputFcn kYCbCrToYCbCrChannelsOutput[9] = {
-    RIVULET_NINE(YCbCrToYCbCrChannelsOutput)};
-#undef RIVULET_NINE
+constexpr VideoOutputTable kYCbCrToRGBChannelsOutput = buildVideoTable<VideoOutputFcn, YCbCrToRGBChannelsOutputMember>();
+static_assert(typesOf(kYCbCrToRGBChannelsOutput) == kFramesAndYCbCrTypes);
+constexpr VideoOutputTable kRGBToYCbCrChannelsOutput = buildVideoTable<VideoOutputFcn, RGBToYCbCrChannelsOutputMember>();
+static_assert(typesOf(kRGBToYCbCrChannelsOutput) == kFramesAndYCbCrTypes);
+constexpr VideoOutputTable kIntensityToYCbCrChannelsOutput = buildVideoTable<VideoOutputFcn, IntensityToYCbCrChannelsOutputMember>();
+static_assert(typesOf(kIntensityToYCbCrChannelsOutput) == kFramesAndYCbCrTypes);
+constexpr VideoOutputTable kYCbCrToYCbCrChannelsOutput = buildVideoTable<VideoOutputFcn, YCbCrToYCbCrChannelsOutputMember>();
+static_assert(typesOf(kYCbCrToYCbCrChannelsOutput) == kFramesAndYCbCrTypes);
 
 }  // namespace rivulet

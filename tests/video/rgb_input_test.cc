@@ -8,7 +8,9 @@
 #include <vector>
 
 #include "rivulet/rivulet.h"
-#include "video/rgb_kernels.h"
+#include "types/cpu.h"
+#include "video/bgr_rows.h"
+#include "video/plane_driver.h"
 
 using namespace rivulet;
 
@@ -189,88 +191,100 @@ TEST(RGBInputValues, SpecificWidenings) {
   EXPECT_EQ(bo[2], 1);
 }
 
-// ---- Fast byte kernels against the plain forms ----------------------------------------
-
-TEST(FastKernels, RowSplitEqualsPlainForEveryByteInEveryPosition) {
-  for (int w : {1, 15, 16, 17, 31, 32, 33, 64, 95, 96, 97, 256, 1921}) {
-    std::vector<std::uint8_t> bgr(3 * w);
-    for (int rot = 0; rot < 3; ++rot) {  // every byte value in every component
-      for (int i = 0; i < 3 * w; ++i) bgr[i] = static_cast<std::uint8_t>(i / 3 + 85 * ((i + rot) % 3));
-      std::vector<std::uint8_t> fast[3], plain[3];
-      for (int p = 0; p < 3; ++p) {
-        fast[p].assign(w + 32, kGuard);
-        plain[p].assign(w + 32, kGuard);
-      }
-      splitBGRRow<VIDEO_UINT8>(bgr.data(), fast[0].data(), fast[1].data(), fast[2].data(), w, nullptr);
-      splitBGRRow_C<VIDEO_UINT8>(bgr.data(), plain[0].data(), plain[1].data(), plain[2].data(), w, nullptr);
-      for (int p = 0; p < 3; ++p) ASSERT_EQ(fast[p], plain[p]) << "w " << w << " plane " << p;
-    }
-  }
-}
-
-TEST(FastKernels, ColumnSplitAndTransposeEqualPlain) {
-  for (auto [w, h] : {std::pair{16, 16}, {32, 64}, {47, 81}, {130, 129}, {17, 16}, {16, 17}}) {
-    const std::int64_t stride = bgrRowStride(w);
-    const auto frame = randomBytes(stride * h, w + h);
-    const std::uint8_t* top = frame.data() + (h - 1) * stride;
-    std::vector<std::uint8_t> a[3], b[3];
-    for (int p = 0; p < 3; ++p) {
-      a[p].assign(static_cast<size_t>(w) * h, 0);
-      b[p].assign(static_cast<size_t>(w) * h, 1);
-    }
-    std::uint8_t* pa[3] = {a[0].data(), a[1].data(), a[2].data()};
-    std::uint8_t* pb[3] = {b[0].data(), b[1].data(), b[2].data()};
-    splitBGRRowsToColumns<VIDEO_UINT8>(top, -stride, pa, w, h, nullptr);
-    splitBGRRowsToColumns_C<VIDEO_UINT8>(top, -stride, pb, w, h, nullptr);
-    for (int p = 0; p < 3; ++p) ASSERT_EQ(a[p], b[p]) << w << "x" << h;
-
-    const auto plane = randomBytes(static_cast<size_t>(w) * h, w * h);
-    std::vector<std::uint8_t> ta(plane.size(), 0), tb(plane.size(), 1);
-    transposePlane<VIDEO_UINT8>(plane.data(), ta.data(), w, h, nullptr);
-    transposePlane_C<VIDEO_UINT8>(plane.data(), tb.data(), w, h, nullptr);
-    ASSERT_EQ(ta, tb) << w << "x" << h;
-  }
-}
+// ---- Fast forms of every instruction set the CPU runs, against the plain forms --------------
 
 namespace {
 
-// The streamed column writer takes over when h * size is a multiple of a cache
-// line; planes start at every element offset within a line, differently per
-// plane, so the lead and tail rows of each plane take the plain form.
-template <int N>
-void expectStreamedEqualsPlain() {
-  using T = Sample<N>;
-  initEightBitLUT(static_cast<VideoDataType>(N));
-  const T* lut = eightBitTable<N>();
-  constexpr int kPerLine = 64 / sizeof(T);
-  for (int h : {kPerLine, 3 * kPerLine, 2}) {
-    for (int w : {1, 15, 16, 17, 40}) {
-      const std::int64_t stride = bgrRowStride(w);
-      const auto frame = randomBytes(stride * h, w * 31 + h);
-      const std::uint8_t* top = frame.data() + (h - 1) * stride;
-      for (int shift = 0; shift < kPerLine; shift += 3) {
-        const size_t n = static_cast<size_t>(w) * h;
-        std::vector<T> a(3 * (n + 2 * kPerLine), T(7)), b(a.size(), T(7));
-        T* pa[3];
-        T* pb[3];
-        for (int p = 0; p < 3; ++p) {
-          const size_t off = p * (n + 2 * kPerLine) + (shift + 5 * p) % kPerLine;
-          pa[p] = a.data() + off;
-          pb[p] = b.data() + off;
-        }
-        splitBGRRowsToColumns<N>(top, -stride, pa, w, h, lut);
-        splitBGRRowsToColumns_C<N>(top, -stride, pb, w, h, lut);
-        ASSERT_EQ(a, b) << "type " << N << " " << w << "x" << h << " shift " << shift;
-      }
-    }
-  }
+template <typename F>
+void forEachSet(F body) {
+  for (int k = 1; k <= static_cast<int>(simdLevel()); ++k) body(*kVideoFormsBySet[k], k);
 }
 
 }  // namespace
 
-TEST(FastKernels, StreamedColumnWriterEqualsPlainAtEveryAlignment) {
-  expectStreamedEqualsPlain<VIDEO_DOUBLE>();
-  expectStreamedEqualsPlain<VIDEO_SINGLE>();
-  expectStreamedEqualsPlain<VIDEO_INT16>();
-  expectStreamedEqualsPlain<VIDEO_UINT32>();
+TEST(FastForms, SplitEqualsPlainForEveryByteInEveryPosition) {
+  forEachSet([](const VideoForms& f, int set) {
+    if (f.splitBGR == nullptr) return;
+    for (int w : {1, 15, 16, 17, 31, 32, 33, 63, 64, 65, 95, 96, 97, 256, 1921}) {
+      std::vector<std::uint8_t> bgr(3 * w);
+      for (int rot = 0; rot < 3; ++rot) {  // every byte value in every component
+        for (int i = 0; i < 3 * w; ++i) bgr[i] = static_cast<std::uint8_t>(i / 3 + 85 * ((i + rot) % 3));
+        std::vector<std::uint8_t> fast[3], plain[3];
+        for (int p = 0; p < 3; ++p) fast[p].assign(w + 64, kGuard), plain[p].assign(w + 64, kGuard);
+        const int done = f.splitBGR(bgr.data(), fast[0].data(), fast[1].data(), fast[2].data(), w);
+        ASSERT_GE(done, w - 63);
+        splitBGRRow_C<VIDEO_UINT8>(bgr.data() + 3 * done, fast[0].data() + done, fast[1].data() + done,
+                                   fast[2].data() + done, w - done, nullptr);
+        splitBGRRow_C<VIDEO_UINT8>(bgr.data(), plain[0].data(), plain[1].data(), plain[2].data(), w, nullptr);
+        for (int p = 0; p < 3; ++p) ASSERT_EQ(fast[p], plain[p]) << "set " << set << " w " << w << " plane " << p;
+      }
+    }
+  });
+}
+
+TEST(FastForms, ByteTransposeBlocksEqualPlain) {
+  forEachSet([](const VideoForms& f, int set) {
+    using Block = void (*)(const std::uint8_t*, std::int64_t, std::uint8_t*, std::int64_t);
+    for (auto [block, cols] : {std::pair<Block, int>{f.transposeBytes16x16, 16}, {f.transposeBytes16x64, 64}}) {
+      if (block == nullptr) continue;
+      const auto src = randomBytes(16 * 70, cols + set);
+      std::vector<std::uint8_t> a(cols * 40, kGuard), b(a);
+      block(src.data() + 3, 70, a.data() + 1, 40);
+      transposeTile_C(src.data() + 3, 70, b.data() + 1, 40, 16, cols);
+      ASSERT_EQ(a, b) << "set " << set << " cols " << cols;
+    }
+  });
+}
+
+TEST(FastForms, WideningGathersEqualTheTableAtEveryAlignment) {
+  forEachSet([](const VideoForms& f, int set) {
+    initEightBitLUT(VIDEO_DOUBLE);
+    initEightBitLUT(VIDEO_SINGLE);
+    std::vector<std::uint8_t> src(4096 + 64);
+    for (size_t i = 0; i < src.size(); ++i) src[i] = static_cast<std::uint8_t>(i * 7 + i / 256);
+    for (bool stream : {false, true})
+      for (int shift = 0; shift < 9; ++shift)
+        for (int n : {0, 1, 7, 8, 17, 64, 1000, 4096}) {
+          if (f.widen8 != nullptr) {
+            std::vector<double> a(n + 16, -1.0), b(a);
+            const auto* lut = eightBitTable<VIDEO_DOUBLE>();
+            const std::int64_t done = f.widen8(src.data() + shift, a.data() + shift, n, lut, stream);
+            endStream(stream);
+            for (std::int64_t i = 0; i < n; ++i) b[shift + i] = lut[src[shift + i]];
+            for (std::int64_t i = done; i < n; ++i) a[shift + i] = lut[src[shift + i]];
+            ASSERT_EQ(a, b) << "set " << set << " n " << n << " shift " << shift;
+          }
+          if (f.widen4 != nullptr) {
+            std::vector<float> a(n + 16, -1.0f), b(a);
+            const auto* lut = eightBitTable<VIDEO_SINGLE>();
+            const std::int64_t done = f.widen4(src.data() + shift, a.data() + shift, n, lut, stream);
+            endStream(stream);
+            for (std::int64_t i = 0; i < n; ++i) b[shift + i] = lut[src[shift + i]];
+            for (std::int64_t i = done; i < n; ++i) a[shift + i] = lut[src[shift + i]];
+            ASSERT_EQ(a, b) << "set " << set << " n " << n << " shift " << shift;
+          }
+        }
+  });
+}
+
+// The tiled transpose layer, whole planes and streamed tiles, against the plain transpose.
+TEST(TransposeLayer, PlanesAndStreamedTilesEqualPlain) {
+  for (auto [w, h] : {std::pair{16, 16}, {64, 64}, {47, 81}, {130, 129}, {65, 17}, {16, 17}, {1, 200}}) {
+    const auto plane = randomBytes(static_cast<size_t>(w) * h, w * h);
+    std::vector<std::uint8_t> ta(plane.size(), 0), tb(plane.size(), 1);
+    transposePlane(plane.data(), ta.data(), w, h);
+    transposeTile_C(plane.data(), w, tb.data(), h, h, w);
+    ASSERT_EQ(ta, tb) << w << "x" << h;
+  }
+  // A tile one line high onto line-aligned columns streams; elsewhere it may not.
+  alignas(64) static double dst[2][40 * 16];
+  std::vector<double> tile(8 * 40);
+  for (size_t i = 0; i < tile.size(); ++i) tile[i] = static_cast<double>(i) / 3;
+  for (int offset : {0, 1}) {
+    for (auto& d : dst) std::fill(std::begin(d), std::end(d), -1.0);
+    transposeTile(tile.data(), 40, dst[0] + offset, 16, 8, 39, true);
+    endStream(true);
+    transposeTile_C(tile.data(), 40, dst[1] + offset, 16, 8, 39);
+    ASSERT_TRUE(std::equal(std::begin(dst[0]), std::end(dst[0]), std::begin(dst[1]))) << offset;
+  }
 }

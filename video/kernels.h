@@ -1,0 +1,43 @@
+// The fast forms of the video layers, one set per instruction set, each set
+// defined in its own source (video/kernels_<set>.cc, compiled for that set
+// alone). A member a set does not have is null; videoForms() holds, member by
+// member, the widest form the CPU runs, picked once. Every form equals the
+// plain form of its layer bit for bit; the layers finish what a form leaves.
+#ifndef RIVULET_VIDEO_KERNELS_H
+#define RIVULET_VIDEO_KERNELS_H
+
+#include <cstdint>
+
+namespace rivulet {
+
+struct VideoForms {
+  // Splits the first pixels of a run of n BGR pixels into three byte runs;
+  // returns how many it did.
+  int (*splitBGR)(const std::uint8_t* bgr, std::uint8_t* red, std::uint8_t* green,
+                  std::uint8_t* blue, int n);
+  // Transposes a 16 x 16 block of bytes: dst[c * dstStride + r] = src[r * srcStride + c].
+  void (*transposeBytes16x16)(const std::uint8_t* src, std::int64_t srcStride, std::uint8_t* dst,
+                              std::int64_t dstStride);
+  // The same for 16 rows of 64 bytes.
+  void (*transposeBytes16x64)(const std::uint8_t* src, std::int64_t srcStride, std::uint8_t* dst,
+                              std::int64_t dstStride);
+  // dst[i] = table[src[i]] for the first elements of a run of n, with 8- or
+  // 4-byte entries; returns how many it did. With `stream` the stores go past
+  // the caches, and the caller ends the routine with streamFence().
+  std::int64_t (*widen8)(const std::uint8_t* src, void* dst, std::int64_t n, const void* table,
+                         bool stream);
+  std::int64_t (*widen4)(const std::uint8_t* src, void* dst, std::int64_t n, const void* table,
+                         bool stream);
+  // Copies one 64-byte line (both line-aligned) past the caches.
+  void (*streamLine)(void* dst, const void* src);
+  void (*streamFence)();
+};
+
+// Index k is the set of Simd level k (types/cpu.h); kNone has no member.
+extern const VideoForms* const kVideoFormsBySet[5];
+
+const VideoForms& videoForms();
+
+}  // namespace rivulet
+
+#endif

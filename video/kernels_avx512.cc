@@ -1,0 +1,123 @@
+// AVX-512 forms of the video layers (F, BW, VL and VBMI): the BGR split 64
+// pixels a step by byte permutes across the whole register, the byte
+// transpose 16 rows by 64 columns a block, and widening by gathers.
+#include <immintrin.h>
+
+#include "video/kernels.h"
+#include "video/simd_blocks.h"
+
+// GCC 12 reports the lanes its own AVX-512 intrinsics leave undefined on
+// purpose (_mm512_undefined_*) as uninitialised.
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#pragma GCC diagnostic ignored "-Wuninitialized"
+
+namespace rivulet {
+namespace {
+
+// Byte j of component k is byte 3j + k of the 192 pixel bytes a0 a1 a2. The
+// two-register permute takes indices below 128 from a0 a1; the rest come from
+// a2 by a second, masked permute.
+struct PermuteIndices {
+  alignas(64) std::uint8_t low[3][64];
+  alignas(64) std::uint8_t high[3][64];
+  std::uint64_t fromHigh[3];
+  constexpr PermuteIndices() : low{}, high{}, fromHigh{} {
+    for (int k = 0; k < 3; ++k)
+      for (int j = 0; j < 64; ++j) {
+        const int s = 3 * j + k;
+        low[k][j] = static_cast<std::uint8_t>(s & 127);
+        high[k][j] = static_cast<std::uint8_t>(s >= 128 ? s - 128 : 0);
+        if (s >= 128) fromHigh[k] |= std::uint64_t{1} << j;
+      }
+  }
+};
+constexpr PermuteIndices kPermute;
+
+int splitBGR(const std::uint8_t* bgr, std::uint8_t* red, std::uint8_t* green, std::uint8_t* blue, int n) {
+  __m512i low[3], high[3];
+  for (int k = 0; k < 3; ++k) {
+    low[k] = _mm512_load_si512(kPermute.low[k]);
+    high[k] = _mm512_load_si512(kPermute.high[k]);
+  }
+  std::uint8_t* const out[3] = {blue, green, red};
+  int c = 0;
+  for (; c + 64 <= n; c += 64) {
+    const std::uint8_t* p = bgr + 3 * c;
+    const __m512i a0 = _mm512_loadu_si512(p), a1 = _mm512_loadu_si512(p + 64), a2 = _mm512_loadu_si512(p + 128);
+    for (int k = 0; k < 3; ++k) {
+      const __m512i x = _mm512_permutex2var_epi8(a0, low[k], a1);
+      _mm512_storeu_si512(out[k] + c, _mm512_mask_permutexvar_epi8(x, kPermute.fromHigh[k], high[k], a2));
+    }
+  }
+  return c + splitBGRGroups<SplitOps128>(bgr + 3 * c, red + c, green + c, blue + c, n - c);
+}
+
+struct Ops512 {
+  using V = __m512i;
+  static V lo8(V a, V b) { return _mm512_unpacklo_epi8(a, b); }
+  static V hi8(V a, V b) { return _mm512_unpackhi_epi8(a, b); }
+  static V lo16(V a, V b) { return _mm512_unpacklo_epi16(a, b); }
+  static V hi16(V a, V b) { return _mm512_unpackhi_epi16(a, b); }
+  static V lo32(V a, V b) { return _mm512_unpacklo_epi32(a, b); }
+  static V hi32(V a, V b) { return _mm512_unpackhi_epi32(a, b); }
+  static V lo64(V a, V b) { return _mm512_unpacklo_epi64(a, b); }
+  static V hi64(V a, V b) { return _mm512_unpackhi_epi64(a, b); }
+};
+
+// Four 16 x 16 blocks side by side, one per 128-bit lane: after the in-lane
+// transpose, lane L of x[c] is column 16 L + c.
+void transposeBytes16x64(const std::uint8_t* src, std::int64_t srcStride, std::uint8_t* dst,
+                         std::int64_t dstStride) {
+  __m512i x[16];
+  for (int i = 0; i < 16; ++i) x[i] = _mm512_loadu_si512(src + i * srcStride);
+  transpose16<Ops512>(x);
+  for (int c = 0; c < 16; ++c) {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + c * dstStride), _mm512_castsi512_si128(x[c]));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + (16 + c) * dstStride), _mm512_extracti32x4_epi32(x[c], 1));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + (32 + c) * dstStride), _mm512_extracti32x4_epi32(x[c], 2));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + (48 + c) * dstStride), _mm512_extracti32x4_epi32(x[c], 3));
+  }
+}
+
+struct Gather8 {
+  static constexpr int kLanes = 8, kBytes = 8;
+  static __m512i gather(const std::uint8_t* src, const void* table) {
+    const __m512i index = _mm512_cvtepu8_epi64(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(src)));
+    return _mm512_i64gather_epi64(index, table, 8);
+  }
+  static void store(std::uint8_t* p, __m512i x) { _mm512_storeu_si512(p, x); }
+  static void stream(std::uint8_t* p, __m512i x) { _mm512_stream_si512(reinterpret_cast<__m512i*>(p), x); }
+  static void fence() { _mm_sfence(); }
+};
+
+struct Gather4 {
+  static constexpr int kLanes = 16, kBytes = 4;
+  static __m512i gather(const std::uint8_t* src, const void* table) {
+    const __m512i index = _mm512_cvtepu8_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src)));
+    return _mm512_i32gather_epi32(index, table, 4);
+  }
+  static void store(std::uint8_t* p, __m512i x) { _mm512_storeu_si512(p, x); }
+  static void stream(std::uint8_t* p, __m512i x) { _mm512_stream_si512(reinterpret_cast<__m512i*>(p), x); }
+  static void fence() { _mm_sfence(); }
+};
+
+std::int64_t widen8(const std::uint8_t* src, void* dst, std::int64_t n, const void* table, bool stream) {
+  return widenByGather<Gather8>(src, dst, n, table, stream);
+}
+std::int64_t widen4(const std::uint8_t* src, void* dst, std::int64_t n, const void* table, bool stream) {
+  return widenByGather<Gather4>(src, dst, n, table, stream);
+}
+
+}  // namespace
+
+extern const VideoForms kVideoFormsAvx512;
+constinit const VideoForms kVideoFormsAvx512 = [] {
+  VideoForms f{};
+  f.splitBGR = &splitBGR;
+  f.transposeBytes16x64 = &transposeBytes16x64;
+  f.widen8 = &widen8;
+  f.widen4 = &widen4;
+  return f;
+}();
+
+}  // namespace rivulet

@@ -1,0 +1,83 @@
+// The tiled transpose layer: every change between row-major and column-major
+// element order in the video families goes through transposeTile, in tiles a
+// driver sizes so that each destination column gets a run of whole cache
+// lines while they are held.
+#ifndef RIVULET_VIDEO_TRANSPOSE_H
+#define RIVULET_VIDEO_TRANSPOSE_H
+
+#include <algorithm>
+#include <cstdint>
+
+#include "video/kernels.h"
+
+namespace rivulet {
+
+// Tile shape of the column-major drivers: kTileRows<T> rows fill one 64-byte
+// line of a destination column (at least 8 rows); kTileCols<T> columns make
+// a tile of a plane 8 KiB, so the tiles of three planes stay in L1 and
+// each source row is read in runs of several lines.
+template <typename T>
+inline constexpr int kTileRows = sizeof(T) >= 8 ? 8 : 64 / static_cast<int>(sizeof(T));
+template <typename T>
+inline constexpr int kTileCols = 8192 / (kTileRows<T> * static_cast<int>(sizeof(T)));
+
+// dst[c * dstStride + r] = src[r * srcStride + c] for r < rows, c < cols.
+template <typename T>
+inline void transposeTile_C(const T* src, std::int64_t srcStride, T* dst, std::int64_t dstStride,
+                            int rows, int cols) {
+  for (int r = 0; r < rows; ++r)
+    for (int c = 0; c < cols; ++c) dst[c * dstStride + r] = src[r * srcStride + c];
+}
+
+// The same, bytes by the block forms where whole blocks fit; with `stream`, a
+// tile one line high whose destination columns start on a line boundary goes
+// to memory a line per column past the caches (the driver fences).
+template <typename T>
+inline void transposeTile(const T* src, std::int64_t srcStride, T* dst, std::int64_t dstStride,
+                          int rows, int cols, bool stream = false) {
+  const VideoForms& f = videoForms();
+  if constexpr (sizeof(T) == 1) {
+    const auto* s = reinterpret_cast<const std::uint8_t*>(src);
+    auto* d = reinterpret_cast<std::uint8_t*>(dst);
+    const int rows16 = rows & ~15;
+    int done = 0;  // columns [0, done) of rows [0, rows16) are written
+    if (f.transposeBytes16x64 != nullptr)
+      for (; done + 64 <= cols; done += 64)
+        for (int r = 0; r < rows16; r += 16)
+          f.transposeBytes16x64(s + r * srcStride + done, srcStride, d + done * dstStride + r, dstStride);
+    if (f.transposeBytes16x16 != nullptr)
+      for (; done + 16 <= cols; done += 16)
+        for (int r = 0; r < rows16; r += 16)
+          f.transposeBytes16x16(s + r * srcStride + done, srcStride, d + done * dstStride + r, dstStride);
+    if (done == 0) return transposeTile_C(src, srcStride, dst, dstStride, rows, cols);
+    transposeTile_C(src + rows16 * srcStride, srcStride, dst + rows16, dstStride, rows - rows16, done);
+    transposeTile_C(src + done, srcStride, dst + done * dstStride, dstStride, rows, cols - done);
+  } else {
+    if (stream && f.streamLine != nullptr && rows * sizeof(T) == 64 &&
+        (reinterpret_cast<std::uintptr_t>(dst) | dstStride * sizeof(T)) % 64 == 0) {
+      alignas(64) T line[64 / sizeof(T)];
+      for (int c = 0; c < cols; ++c) {
+        for (int r = 0; r < rows; ++r) line[r] = src[r * srcStride + c];
+        f.streamLine(dst + c * dstStride, line);
+      }
+      return;
+    }
+    transposeTile_C(src, srcStride, dst, dstStride, rows, cols);
+  }
+}
+
+// A whole row-major w x h plane to column-major, tile by tile: a strip of
+// kTileCols<T> columns at a time from top to bottom, so each destination column
+// is written in order and its lines are completed one after the other.
+template <typename T>
+inline void transposePlane(const T* src, T* dst, int w, int h) {
+  const std::int64_t W = w, H = h;
+  for (int c0 = 0; c0 < w; c0 += kTileCols<T>)
+    for (int r0 = 0; r0 < h; r0 += kTileRows<T>)
+      transposeTile(src + r0 * W + c0, W, dst + c0 * H + r0, H, std::min(kTileRows<T>, h - r0),
+                    std::min(kTileCols<T>, w - c0));
+}
+
+}  // namespace rivulet
+
+#endif
