@@ -195,7 +195,7 @@ void checkCase(int w, int h, int o, unsigned seed) {
 inline const std::pair<int, int> kSizes[] = {{1, 1},  {2, 1},  {1, 2},   {2, 2},   {3, 1},
                                              {3, 2},  {4, 3},  {5, 5},   {6, 17},  {17, 15},
                                              {32, 16}, {33, 18}, {66, 33}, {67, 35}, {130, 3},
-                                             {129, 34}};
+                                             {129, 34}, {5, 70}, {68, 131}};
 
 template <int N, typename F>
 void sweep() {
