@@ -10,8 +10,10 @@
 #ifndef RIVULET_VIDEO_FRAME_KERNELS_H
 #define RIVULET_VIDEO_FRAME_KERNELS_H
 
+#include <algorithm>
 #include <cstdint>
 
+#include "video/bgr_rows.h"
 #include "video/frame_kernels_simd.h"
 #include "video/sample_rules.h"
 #include "video/ycbcr_rules.h"
@@ -158,12 +160,27 @@ inline void mergeBGRRow(Sample<N> const* red, Sample<N> const* green, Sample<N> 
   mergeBGRRow_C<N>(red + done, green + done, blue + done, out + 3 * done, n - done);
 }
 
+// Wide types: the byte form makes a chunk of bytes in L1, which is then
+// widened run by run (by the table, through the gather forms where there are
+// some); the same values as widening each byte where it is made.
+inline constexpr int kWidenChunkPairs = 128;
+
 template <int N>
 inline void yuy2ToPlanesRow(const std::uint8_t* f, Sample<N>* y, Sample<N>* cb, Sample<N>* cr,
                             int pairs, Sample<N> const* lut) {
-  int done = 0;
-  if constexpr (N == VIDEO_UINT8) done = frameSimd().yuy2ToPlanes(f, y, cb, cr, pairs);
-  yuy2ToPlanesRow_C<N>(f + 4 * done, y + 2 * done, cb + done, cr + done, pairs - done, lut);
+  if constexpr (N == VIDEO_UINT8) {
+    const int done = frameSimd().yuy2ToPlanes(f, y, cb, cr, pairs);
+    yuy2ToPlanesRow_C<N>(f + 4 * done, y + 2 * done, cb + done, cr + done, pairs - done, lut);
+  } else {
+    std::uint8_t yb[2 * kWidenChunkPairs], ub[kWidenChunkPairs], vb[kWidenChunkPairs];
+    for (int k = 0; k < pairs; k += kWidenChunkPairs) {
+      const int n = std::min(kWidenChunkPairs, pairs - k);
+      yuy2ToPlanesRow<VIDEO_UINT8>(f + 4 * k, yb, ub, vb, n, nullptr);
+      widenRun<N>(yb, y + 2 * k, 2 * n, lut);
+      widenRun<N>(ub, cb + k, n, lut);
+      widenRun<N>(vb, cr + k, n, lut);
+    }
+  }
 }
 
 template <int N>
@@ -177,10 +194,20 @@ inline void planesToYUY2Row(Sample<N> const* y, Sample<N> const* cb, Sample<N> c
 template <int N>
 inline void yuy2ToRGBRow(const std::uint8_t* f, Sample<N>* red, Sample<N>* green, Sample<N>* blue,
                          int pairs, Sample<N> const* lut, const YCbCrMatrices& m) {
-  int done = 0;
-  if constexpr (N == VIDEO_UINT8) done = frameSimd().yuy2ToRGB(f, red, green, blue, pairs, m);
-  yuy2ToRGBRow_C<N>(f + 4 * done, red + 2 * done, green + 2 * done, blue + 2 * done,
-                    pairs - done, lut, m);
+  if constexpr (N == VIDEO_UINT8) {
+    const int done = frameSimd().yuy2ToRGB(f, red, green, blue, pairs, m);
+    yuy2ToRGBRow_C<N>(f + 4 * done, red + 2 * done, green + 2 * done, blue + 2 * done,
+                      pairs - done, lut, m);
+  } else {
+    std::uint8_t b[3][2 * kWidenChunkPairs];
+    for (int k = 0; k < pairs; k += kWidenChunkPairs) {
+      const int n = std::min(kWidenChunkPairs, pairs - k);
+      yuy2ToRGBRow<VIDEO_UINT8>(f + 4 * k, b[0], b[1], b[2], n, nullptr, m);
+      widenRun<N>(b[0], red + 2 * k, 2 * n, lut);
+      widenRun<N>(b[1], green + 2 * k, 2 * n, lut);
+      widenRun<N>(b[2], blue + 2 * k, 2 * n, lut);
+    }
+  }
 }
 
 template <int N>
@@ -194,11 +221,21 @@ inline void ycbcrToBGRRow(Sample<N> const* y, Sample<N> const* cb, Sample<N> con
 template <int N>
 inline void bgrToYCbCrRow(const std::uint8_t* bgr, Sample<N>* y, Sample<N>* cb, Sample<N>* cr,
                           int pairs, Sample<N> const* lut, const YCbCrMatrices& m) {
-  int done = 0;
-  if constexpr (N == VIDEO_UINT8) done = frameSimd().bgrToYCbCr(bgr, y, cb, cr, pairs, m);
-  const std::uint8_t* px = bgr + 6 * done;
-  rgbBytesToYCbCrRow_C<N, 3>(px + 2, px + 1, px, y + 2 * done, cb + done, cr + done,
-                             pairs - done, lut, m);
+  if constexpr (N == VIDEO_UINT8) {
+    const int done = frameSimd().bgrToYCbCr(bgr, y, cb, cr, pairs, m);
+    const std::uint8_t* px = bgr + 6 * done;
+    rgbBytesToYCbCrRow_C<N, 3>(px + 2, px + 1, px, y + 2 * done, cb + done, cr + done,
+                               pairs - done, lut, m);
+  } else {
+    std::uint8_t yb[2 * kWidenChunkPairs], ub[kWidenChunkPairs], vb[kWidenChunkPairs];
+    for (int k = 0; k < pairs; k += kWidenChunkPairs) {
+      const int n = std::min(kWidenChunkPairs, pairs - k);
+      bgrToYCbCrRow<VIDEO_UINT8>(bgr + 6 * k, yb, ub, vb, n, nullptr, m);
+      widenRun<N>(yb, y + 2 * k, 2 * n, lut);
+      widenRun<N>(ub, cb + k, n, lut);
+      widenRun<N>(vb, cr + k, n, lut);
+    }
+  }
 }
 
 }  // namespace rivulet
