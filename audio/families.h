@@ -30,6 +30,24 @@ extern const std::array<PCMAudioCopyFcn, 36> kPCMAudioCopy;
 extern const std::array<PCMAudioOutputFcn, 36> kPCMAudioOutput;
 PCMAudioEmptyFcn pcmAudioEmpty(AudioDataType type);
 
+// Bit i set where entry i of a table is not null, for the checks that each
+// table's null entries are where its layout says.
+template <typename Fcn, std::size_t K>
+constexpr std::uint64_t nonNullEntries(std::array<Fcn, K> const& table) {
+  std::uint64_t bits = 0;
+  for (std::size_t i = 0; i < K; ++i)
+    if (table[i] != nullptr) bits |= std::uint64_t{1} << i;
+  return bits;
+}
+// A 6 x 6 table: every cell filled, and the AUDIO_INT24 pair served by the
+// AUDIO_INT32 pair.
+template <typename Fcn>
+constexpr bool isCellTable(std::array<Fcn, 36> const& table) {
+  return nonNullEntries(table) == (std::uint64_t{1} << 36) - 1 &&
+         table[6 * kPosInt24 + kPosInt24] == table[6 * kPosInt32 + kPosInt32] &&
+         table[6 * kPosInt24 + kPosInt32] != table[6 * kPosInt32 + kPosInt32];
+}
+
 // ---- Runs ---------------------------------------------------------------------------------
 
 // n elements, one after the other from the first: each element is read before
@@ -46,6 +64,14 @@ template <int S, int D>
 inline void convertRun(std::uint8_t const* src, std::uint8_t* dst, std::int64_t n) {
   const std::int64_t done = FastConvertRun<S, D>::run(src, dst, n);
   convertRun_C<S, D>(src + done * kAudioBytes<S>, dst + done * kAudioBytes<D>, n - done);
+}
+
+// Interleaved stereo to or from two per-channel runs: fast() converts the
+// first periods by a fast form and says how many, period(i) does one period
+// by the plain rule; the rest of the periods go through period(i).
+template <typename Fast, typename Period>
+inline void stereoPeriods(int samples, Fast fast, Period period) {
+  for (int i = static_cast<int>(fast()); i < samples; ++i) period(i);
 }
 
 // True if the byte ranges [a, a + na) and [b, b + nb) share a byte.

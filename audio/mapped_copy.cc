@@ -44,6 +44,8 @@ constexpr AudioMapTable kAudioMappedFromInterleaved =
     buildAudioTable<AudioConvertCopyWithMapFcn, Members<true>::Of>();
 constexpr AudioMapTable kAudioMappedToInterleaved =
     buildAudioTable<AudioConvertCopyWithMapFcn, Members<false>::Of>();
-static_assert(kAudioMappedFromInterleaved.size() == 36 && kAudioMappedToInterleaved.size() == 36);
+#ifndef RIVULET_SANITIZE
+static_assert(isCellTable(kAudioMappedFromInterleaved) && isCellTable(kAudioMappedToInterleaved));
+#endif
 
 }  // namespace rivulet

@@ -36,11 +36,12 @@ void pcmCopy(void* source, void* destination, int samples, int channels) {
     if constexpr (W == 2 && P == kPosSingle) {
       if (channels == 2) {
         std::uint8_t* right = dst + std::int64_t{samples} * kAudioBytes<P>;
-        const int done = static_cast<int>(FastPcmStereoCopy16ToSingle::run(src, dst, right, samples));
-        for (int i = done; i < samples; ++i) {
-          storeSample<P>(dst, i, pcmToSample<W, P>(loadSample<kIn>(src, 2 * std::int64_t{i})));
-          storeSample<P>(right, i, pcmToSample<W, P>(loadSample<kIn>(src, 2 * std::int64_t{i} + 1)));
-        }
+        stereoPeriods(
+            samples, [&] { return FastPcmStereoCopy16ToSingle::run(src, dst, right, samples); },
+            [&](int i) {
+              storeSample<P>(dst, i, pcmToSample<W, P>(loadSample<kIn>(src, 2 * std::int64_t{i})));
+              storeSample<P>(right, i, pcmToSample<W, P>(loadSample<kIn>(src, 2 * std::int64_t{i} + 1)));
+            });
         return;
       }
     }
@@ -77,11 +78,12 @@ void pcmOutput(void const* source, void* destination, int samples, int channels)
   if constexpr (P == kPosDouble && W == 2) {
     if (channels == 2) {
       std::uint8_t const* right = src + std::int64_t{samples} * kAudioBytes<P>;
-      const int done = static_cast<int>(FastPcmStereoOutputDoubleTo16::run(src, right, dst, samples));
-      for (int i = done; i < samples; ++i) {
-        storeSample<kOut>(dst, 2 * std::int64_t{i}, sampleToPcm<P, W>(loadSample<P>(src, i)));
-        storeSample<kOut>(dst, 2 * std::int64_t{i} + 1, sampleToPcm<P, W>(loadSample<P>(right, i)));
-      }
+      stereoPeriods(
+          samples, [&] { return FastPcmStereoOutputDoubleTo16::run(src, right, dst, samples); },
+          [&](int i) {
+            storeSample<kOut>(dst, 2 * std::int64_t{i}, sampleToPcm<P, W>(loadSample<P>(src, i)));
+            storeSample<kOut>(dst, 2 * std::int64_t{i} + 1, sampleToPcm<P, W>(loadSample<P>(right, i)));
+          });
       return;
     }
   }
@@ -136,7 +138,10 @@ constexpr std::array<PCMAudioCopyFcn, 36> kPCMAudioCopy = {
     // AUDIO_UNSUPPORTED (8)
     nullptr, nullptr, nullptr, nullptr,
 };
-static_assert(kPCMAudioCopy.size() == 36);
+#ifndef RIVULET_SANITIZE
+// Routines for AUDIO_DOUBLE, AUDIO_SINGLE, AUDIO_UINT8 and AUDIO_INT16 at every width.
+static_assert(nonNullEntries(kPCMAudioCopy) == 0xF'F0FFull);
+#endif
 
 constexpr std::array<PCMAudioOutputFcn, 36> kPCMAudioOutput = {
     // AUDIO_DOUBLE (0)
@@ -158,7 +163,10 @@ constexpr std::array<PCMAudioOutputFcn, 36> kPCMAudioOutput = {
     // AUDIO_UNSUPPORTED (8)
     nullptr, nullptr, nullptr, nullptr,
 };
-static_assert(kPCMAudioOutput.size() == 36);
+#ifndef RIVULET_SANITIZE
+// The floating types at every width, the integer ones at 16 and 8 bits.
+static_assert(nonNullEntries(kPCMAudioOutput) == 0xC'C0FFull);
+#endif
 
 PCMAudioEmptyFcn pcmAudioEmpty(AudioDataType type) {
   switch (static_cast<int>(type)) {

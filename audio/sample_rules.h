@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "rivulet/audio.h"
+#include "types/sample_rules.h"
 #include "types/traits.h"
 
 namespace rivulet {
@@ -206,12 +207,6 @@ constexpr std::array<Fcn, sizeof...(I)> buildAudioTable(std::index_sequence<I...
 template <typename Fcn, template <int, int> class Member>
 constexpr std::array<Fcn, 36> buildAudioTable() {
   return buildAudioTable<Fcn, Member>(std::make_index_sequence<36>{});
-}
-
-// An int * int as the signed 32-bit product it is, wrapping without undefined
-// behaviour.
-inline std::int32_t product32(int a, int b) {
-  return static_cast<std::int32_t>(static_cast<std::uint32_t>(a) * static_cast<std::uint32_t>(b));
 }
 
 }  // namespace rivulet

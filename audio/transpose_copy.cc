@@ -24,11 +24,12 @@ void transposeCopy(void const* source, void* destination, int samples, int chann
   if constexpr (FromInterleaved && FastStereoFromInterleaved<S, D>::kAvailable) {
     if (channels == 2) {
       std::uint8_t* right = dst + std::int64_t{channelStride} * kAudioBytes<D>;
-      const int done = static_cast<int>(FastStereoFromInterleaved<S, D>::run(src, dst, right, samples));
-      for (int i = done; i < samples; ++i) {
-        storeSample<D>(dst, i, convertSample<S, D>(loadSample<S>(src, 2 * std::int64_t{i})));
-        storeSample<D>(right, i, convertSample<S, D>(loadSample<S>(src, 2 * std::int64_t{i} + 1)));
-      }
+      stereoPeriods(
+          samples, [&] { return FastStereoFromInterleaved<S, D>::run(src, dst, right, samples); },
+          [&](int i) {
+            storeSample<D>(dst, i, convertSample<S, D>(loadSample<S>(src, 2 * std::int64_t{i})));
+            storeSample<D>(right, i, convertSample<S, D>(loadSample<S>(src, 2 * std::int64_t{i} + 1)));
+          });
       return;
     }
   }
@@ -67,7 +68,8 @@ constexpr AudioCopyTable kAudioTransposeFromInterleaved =
     buildAudioTable<AudioCopyFcn, Members<true>::Of>();
 constexpr AudioCopyTable kAudioTransposeToInterleaved =
     buildAudioTable<AudioCopyFcn, Members<false>::Of>();
-static_assert(kAudioTransposeFromInterleaved.size() == 36 &&
-              kAudioTransposeToInterleaved.size() == 36);
+#ifndef RIVULET_SANITIZE
+static_assert(isCellTable(kAudioTransposeFromInterleaved) && isCellTable(kAudioTransposeToInterleaved));
+#endif
 
 }  // namespace rivulet

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "avi/byte_order.h"
+#include "types/cpu.h"
 
 namespace avi::layout {
 
@@ -62,10 +63,7 @@ inline void expandGroupOf4(const char* src, char* dst) {
 // loads all happen before its stores, and is used only where that gives the
 // same bytes as the pixel-by-pixel walk.
 
-bool haveSsse3() {
-  static const bool ok = (__builtin_cpu_init(), __builtin_cpu_supports("ssse3"));
-  return ok;
-}
+bool haveSsse3() { return rivulet::simdAtLeast(rivulet::Simd::kSsse3); }
 
 // Sixteen 32-bit pixels (64 bytes) to 48 bytes.
 [[gnu::target("ssse3")]] void shrinkGroupOf16(const char* src, char* dst) {

@@ -1,5 +1,6 @@
 #include <cstring>
 
+#include "types/sample_rules.h"
 #include "types/traits.h"
 
 // ---- Traits storage --------------------------------------------------------
@@ -37,34 +38,11 @@ constexpr const void* traitAddresses[3] = {&videoTraits<N>::size, &videoTraits<N
     traitAddresses<0>, traitAddresses<1>, traitAddresses<2>, traitAddresses<3>, traitAddresses<4>,
     traitAddresses<5>, traitAddresses<6>, traitAddresses<7>, traitAddresses<8>};
 
-// Entry rules of the 8-bit tables. The floating tables divide in double and
-// round to single; the integer ones are plain shifts of i or i - 128, so they
-// start at the signed minimum and stop short of max.
-template <int N>
-typename videoTraits<N>::type lutEntry(int i) {
-  if constexpr (N == VIDEO_DOUBLE)
-    return static_cast<double>(static_cast<float>(i / 255.0));
-  else if constexpr (N == VIDEO_SINGLE)
-    return static_cast<float>(i / 255.0);
-  else if constexpr (N == VIDEO_INT8)
-    return static_cast<char>(i - 128);
-  else if constexpr (N == VIDEO_INT16)
-    return static_cast<short>((i - 128) * 256);
-  else if constexpr (N == VIDEO_UINT16)
-    return static_cast<unsigned short>(i * 256);
-  else if constexpr (N == VIDEO_INT32)
-    return (i - 128) * 16777216;
-  else if constexpr (N == VIDEO_UINT32)
-    return static_cast<unsigned int>(i) << 24;
-  else
-    return static_cast<unsigned char>(i != 0);
-}
-
 template <int N>
 void fillLut() {
   auto& lut = videoTraits<N>::EightBitLUT;
   lut.resize(256);
-  for (int i = 0; i < 256; ++i) lut[i] = lutEntry<N>(i);
+  for (int i = 0; i < 256; ++i) lut[i] = rivulet::widenByte<N>(i);
 }
 
 using FillFn = void (*)();

@@ -1,7 +1,7 @@
 // Row kernel of the families that split packed BGR pixels into three planes:
 // each component widened by byteToSample, red to the first plane. Plain form
 // and fast form side by side; the fast form splits bytes by the SIMD forms
-// and widens by table gathers, and equals the plain one bit for bit.
+// and widens the byte runs, and equals the plain one bit for bit.
 #ifndef RIVULET_VIDEO_BGR_ROWS_H
 #define RIVULET_VIDEO_BGR_ROWS_H
 
@@ -13,35 +13,58 @@
 
 namespace rivulet {
 
+// A null plane is skipped (the column driver's passes, plane_driver.h).
 template <int N>
 inline void splitBGRRow_C(const std::uint8_t* bgr, Sample<N>* red, Sample<N>* green,
                           Sample<N>* blue, int n, Sample<N> const* lut) {
-  for (int c = 0; c < n; ++c) {
-    blue[c] = byteToSample<N>(lut, bgr[3 * c]);
-    green[c] = byteToSample<N>(lut, bgr[3 * c + 1]);
-    red[c] = byteToSample<N>(lut, bgr[3 * c + 2]);
+  if (red != nullptr && green != nullptr && blue != nullptr) {
+    for (int c = 0; c < n; ++c) {
+      blue[c] = byteToSample<N>(lut, bgr[3 * c]);
+      green[c] = byteToSample<N>(lut, bgr[3 * c + 1]);
+      red[c] = byteToSample<N>(lut, bgr[3 * c + 2]);
+    }
+    return;
   }
+  Sample<N>* const planes[3] = {blue, green, red};
+  for (int k = 0; k < 3; ++k)
+    if (planes[k] != nullptr)
+      for (int c = 0; c < n; ++c) planes[k][c] = byteToSample<N>(lut, bgr[3 * c + k]);
 }
 
-// n bytes widened into dst: the gather form for 4- and 8-byte samples where
-// there is one, the rest by the rule.
+// n bytes widened into dst. With `stream`, the whole 64-byte lines of dst
+// are gathered in L1 by the rule and then written past the caches a line at
+// a time (table gathers are slower here than the scalar look-ups).
 template <int N>
 inline void widenRun(const std::uint8_t* src, Sample<N>* dst, std::int64_t n, Sample<N> const* lut,
                      bool stream = false) {
-  std::int64_t done = 0;
+  using T = Sample<N>;
   if constexpr (N == VIDEO_UINT8) {
     std::copy_n(src, n, dst);
     return;
-  } else if constexpr (sizeof(Sample<N>) == 8) {
-    if (videoForms().widen8 != nullptr) done = videoForms().widen8(src, dst, n, lut, stream);
-  } else if constexpr (sizeof(Sample<N>) == 4) {
-    if (videoForms().widen4 != nullptr) done = videoForms().widen4(src, dst, n, lut, stream);
   }
-  for (std::int64_t i = done; i < n; ++i) dst[i] = byteToSample<N>(lut, src[i]);
+  std::int64_t i = 0;
+  const auto streamLine = videoForms().streamLine;
+  const auto address = reinterpret_cast<std::uintptr_t>(dst);
+  if (stream && streamLine != nullptr && address % sizeof(T) == 0) {
+    constexpr int kLine = 64 / sizeof(T);
+    const std::int64_t lead = std::min<std::int64_t>(n, (64 - address % 64) % 64 / sizeof(T));
+    for (; i < lead; ++i) dst[i] = byteToSample<N>(lut, src[i]);
+    // Sixteen lines are filled before any is streamed: a line read right
+    // after its elements were stored one by one would wait for them.
+    constexpr int kBlock = 16 * kLine;
+    alignas(64) T lines[kBlock];
+    for (; i + kLine <= n;) {
+      const std::int64_t m = std::min<std::int64_t>(kBlock, (n - i) / kLine * kLine);
+      for (std::int64_t k = 0; k < m; ++k) lines[k] = byteToSample<N>(lut, src[i + k]);
+      for (std::int64_t k = 0; k < m; k += kLine) streamLine(dst + i + k, lines + k);
+      i += m;
+    }
+  }
+  for (; i < n; ++i) dst[i] = byteToSample<N>(lut, src[i]);
 }
 
-// Bytes split straight into the planes; wide samples through three byte runs
-// of at most kChunk pixels in L1, each then widened.
+// Bytes split straight into the planes; wider samples through three byte
+// runs of at most kChunk pixels in L1, each then widened.
 template <int N>
 inline void splitBGRRow(const std::uint8_t* bgr, Sample<N>* red, Sample<N>* green,
                         Sample<N>* blue, int n, Sample<N> const* lut, bool stream = false) {
@@ -50,9 +73,7 @@ inline void splitBGRRow(const std::uint8_t* bgr, Sample<N>* red, Sample<N>* gree
     const int done = split != nullptr ? split(bgr, red, green, blue, n) : 0;
     splitBGRRow_C<N>(bgr + 3 * done, red + done, green + done, blue + done, n - done, lut);
   } else {
-    constexpr bool kGathers = sizeof(Sample<N>) == 8 || sizeof(Sample<N>) == 4;
-    const auto gather = sizeof(Sample<N>) == 8 ? videoForms().widen8 : videoForms().widen4;
-    if (!kGathers || split == nullptr || gather == nullptr)
+    if (split == nullptr || (!stream && sizeof(Sample<N>) < 8) || !red || !green || !blue)
       return splitBGRRow_C<N>(bgr, red, green, blue, n, lut);
     constexpr int kChunk = 512;
     alignas(64) std::uint8_t bytes[3][kChunk];
@@ -61,9 +82,9 @@ inline void splitBGRRow(const std::uint8_t* bgr, Sample<N>* red, Sample<N>* gree
       const int done = split(bgr + 3 * c, bytes[0], bytes[1], bytes[2], m);
       splitBGRRow_C<VIDEO_UINT8>(bgr + 3 * (c + done), bytes[0] + done, bytes[1] + done,
                                  bytes[2] + done, m - done, nullptr);
-      widenRun<N>(bytes[0], red + c, m, lut, stream);
-      widenRun<N>(bytes[1], green + c, m, lut, stream);
-      widenRun<N>(bytes[2], blue + c, m, lut, stream);
+      Sample<N>* const planes[3] = {red, green, blue};
+      for (int k = 0; k < 3; ++k)
+        if (planes[k] != nullptr) widenRun<N>(bytes[k], planes[k] + c, m, lut, stream);
     }
   }
 }

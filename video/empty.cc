@@ -12,7 +12,7 @@ namespace {
 template <int N, int Planes>
 void toChannelsEmpty(void const*, void* p0, void* p1, void* p2, int w, int h,
                      VideoFrameOrientation) {
-  const std::int32_t count = pixelCount32(w, h);
+  const std::int32_t count = product32(w, h);
   if (count <= 0) return;
   void* planes[3] = {p0, p1, p2};
   for (int p = 0; p < Planes; ++p)
@@ -36,7 +36,9 @@ struct Fill {
 
 constexpr VideoInputTable kToRGBChannelsEmpty = buildVideoTable<VideoInputFcn, Fill<3>::Of>();
 constexpr VideoInputTable kToIntensityChannelsEmpty = buildVideoTable<VideoInputFcn, Fill<1>::Of>();
+#ifndef RIVULET_SANITIZE
 static_assert(typesOf(kToRGBChannelsEmpty) == kEmptyTypes);
 static_assert(typesOf(kToIntensityChannelsEmpty) == kEmptyTypes);
+#endif
 
 }  // namespace rivulet

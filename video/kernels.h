@@ -21,13 +21,9 @@ struct VideoForms {
   // The same for 16 rows of 64 bytes.
   void (*transposeBytes16x64)(const std::uint8_t* src, std::int64_t srcStride, std::uint8_t* dst,
                               std::int64_t dstStride);
-  // dst[i] = table[src[i]] for the first elements of a run of n, with 8- or
-  // 4-byte entries; returns how many it did. With `stream` the stores go past
-  // the caches, and the caller ends the routine with streamFence().
-  std::int64_t (*widen8)(const std::uint8_t* src, void* dst, std::int64_t n, const void* table,
-                         bool stream);
-  std::int64_t (*widen4)(const std::uint8_t* src, void* dst, std::int64_t n, const void* table,
-                         bool stream);
+  // Transposes an 8 x 8 block of 8-byte elements (strides in elements) and
+  // writes each column, one line-aligned 64-byte line, past the caches.
+  void (*streamTranspose8x8)(const void* src, std::int64_t srcStride, void* dst, std::int64_t dstStride);
   // Copies one 64-byte line (both line-aligned) past the caches.
   void (*streamLine)(void* dst, const void* src);
   void (*streamFence)();

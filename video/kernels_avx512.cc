@@ -1,6 +1,7 @@
 // AVX-512 forms of the video layers (F, BW, VL and VBMI): the BGR split 64
 // pixels a step by byte permutes across the whole register, the byte
-// transpose 16 rows by 64 columns a block, and widening by gathers.
+// transpose 16 rows by 64 columns a block, and the streamed 8 x 8 transpose
+// of 8-byte samples.
 #include <immintrin.h>
 
 #include "video/kernels.h"
@@ -79,33 +80,30 @@ void transposeBytes16x64(const std::uint8_t* src, std::int64_t srcStride, std::u
   }
 }
 
-struct Gather8 {
-  static constexpr int kLanes = 8, kBytes = 8;
-  static __m512i gather(const std::uint8_t* src, const void* table) {
-    const __m512i index = _mm512_cvtepu8_epi64(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(src)));
-    return _mm512_i64gather_epi64(index, table, 8);
+// Rows r0..r7 of eight doubles: pairs interleaved, then 128-bit lanes
+// regrouped twice; out[c] is column c.
+void streamTranspose8x8(const void* src, std::int64_t srcStride, void* dst, std::int64_t dstStride) {
+  const double* s = static_cast<const double*>(src);
+  double* d = static_cast<double*>(dst);
+  __m512d r[8], t[8], u[8];
+  for (int i = 0; i < 8; ++i) r[i] = _mm512_loadu_pd(s + i * srcStride);
+  for (int i = 0; i < 8; i += 2) {
+    t[i] = _mm512_unpacklo_pd(r[i], r[i + 1]);
+    t[i + 1] = _mm512_unpackhi_pd(r[i], r[i + 1]);
   }
-  static void store(std::uint8_t* p, __m512i x) { _mm512_storeu_si512(p, x); }
-  static void stream(std::uint8_t* p, __m512i x) { _mm512_stream_si512(reinterpret_cast<__m512i*>(p), x); }
-  static void fence() { _mm_sfence(); }
-};
-
-struct Gather4 {
-  static constexpr int kLanes = 16, kBytes = 4;
-  static __m512i gather(const std::uint8_t* src, const void* table) {
-    const __m512i index = _mm512_cvtepu8_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src)));
-    return _mm512_i32gather_epi32(index, table, 4);
+  // u[k] for k = 0..3 from rows 0-3, k = 4..7 from rows 4-7: lanes 0 and 2
+  // (even columns of a pair) or 1 and 3.
+  for (int h = 0; h < 8; h += 4) {
+    u[h] = _mm512_shuffle_f64x2(t[h], t[h + 2], 0x88);
+    u[h + 1] = _mm512_shuffle_f64x2(t[h], t[h + 2], 0xDD);
+    u[h + 2] = _mm512_shuffle_f64x2(t[h + 1], t[h + 3], 0x88);
+    u[h + 3] = _mm512_shuffle_f64x2(t[h + 1], t[h + 3], 0xDD);
   }
-  static void store(std::uint8_t* p, __m512i x) { _mm512_storeu_si512(p, x); }
-  static void stream(std::uint8_t* p, __m512i x) { _mm512_stream_si512(reinterpret_cast<__m512i*>(p), x); }
-  static void fence() { _mm_sfence(); }
-};
-
-std::int64_t widen8(const std::uint8_t* src, void* dst, std::int64_t n, const void* table, bool stream) {
-  return widenByGather<Gather8>(src, dst, n, table, stream);
-}
-std::int64_t widen4(const std::uint8_t* src, void* dst, std::int64_t n, const void* table, bool stream) {
-  return widenByGather<Gather4>(src, dst, n, table, stream);
+  const int column[4] = {0, 2, 1, 3};  // u[k] holds columns column[k] and column[k] + 4
+  for (int k = 0; k < 4; ++k) {
+    _mm512_stream_pd(d + column[k] * dstStride, _mm512_shuffle_f64x2(u[k], u[k + 4], 0x88));
+    _mm512_stream_pd(d + (column[k] + 4) * dstStride, _mm512_shuffle_f64x2(u[k], u[k + 4], 0xDD));
+  }
 }
 
 }  // namespace
@@ -115,8 +113,7 @@ constinit const VideoForms kVideoFormsAvx512 = [] {
   VideoForms f{};
   f.splitBGR = &splitBGR;
   f.transposeBytes16x64 = &transposeBytes16x64;
-  f.widen8 = &widen8;
-  f.widen4 = &widen4;
+  f.streamTranspose8x8 = &streamTranspose8x8;
   return f;
 }();
 

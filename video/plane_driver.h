@@ -25,16 +25,8 @@ struct PackedRows {
   Byte* top;
   std::int64_t step;  // from one picture row to the next (negative)
   PackedRows(Byte* frame, std::int64_t rowBytes, int h)
-      : top(frame + (h - 1) * paddedRowBytes(rowBytes)), step(-paddedRowBytes(rowBytes)), h(h) {}
+      : top(frame + (h - 1) * paddedRowBytes(rowBytes)), step(-paddedRowBytes(rowBytes)) {}
   Byte* row(int r) const { return top + r * step; }
-  // Asks for bytes [from, from + count) of row r ahead of use, where the
-  // walk goes down a strip of columns: rows more than a page apart are beyond
-  // the hardware prefetchers. Rows past the last are not asked for.
-  int h;
-  void prefetch(int r, std::int64_t from, std::int64_t count) const {
-    if (r >= h) return;
-    for (std::int64_t b = 0; b < count; b += 64) __builtin_prefetch(row(r) + from + b);
-  }
 };
 
 // Whether a routine that writes `bytes` should write past the caches.
@@ -50,6 +42,8 @@ inline void endStream(bool stream) {
 // and `stream` says whether to write them past the caches; any other
 // orientation means column-major planes (element (r, c) at c * h + r), whose
 // rows go to a tile in L1 (stream false) that the transpose layer writes out.
+// Where planes need passes of their own (below), out[p] is null for each
+// plane the pass does not write: the kernel skips that plane.
 template <typename T, int P, typename Row>
 void planesFromRows(const Row& row, T* const planes[P], int w, int h,
                     VideoFrameOrientation orientation, bool stream = false) {
@@ -69,7 +63,7 @@ void planesFromRows(const Row& row, T* const planes[P], int w, int h,
   // gets TR consecutive elements per band. Where a column holds whole lines
   // of a wide type, the first band is short, so that the others start on a
   // line boundary and are streamed whole; planes whose alignments differ
-  // get a pass each (the row kernel runs once per pass).
+  // get a pass each.
   int lead[P] = {};
   if constexpr (sizeof(T) >= 4)
     if ((H * sizeof(T)) % 64 == 0)
@@ -83,7 +77,7 @@ void planesFromRows(const Row& row, T* const planes[P], int w, int h,
       for (int c0 = 0; c0 < w; c0 += TC) {
         const int nc = std::min(TC, w - c0);
         for (int r = 0; r < nr; ++r) {
-          for (int p = 0; p < P; ++p) out[p] = tile[p] + r * TC;
+          for (int p = 0; p < P; ++p) out[p] = p >= first && p < last ? tile[p] + r * TC : nullptr;
           row(r0 + r, c0, nc, out, false);
         }
         for (int p = first; p < last; ++p)

@@ -20,7 +20,6 @@ void RGBToRGBChannelsInput(void const* frame, void* red, void* green, void* blue
   T* const planes[3] = {static_cast<T*>(red), static_cast<T*>(green), static_cast<T*>(blue)};
   const bool stream = streamFor(3 * sizeof(T) * std::int64_t{w} * h);
   const auto row = [&](int r, int c, int n, T* const out[3], bool toMemory) {
-    if (orientation != ORIENTATION_ROW_MAJOR) rows.prefetch(r + 8, 3 * c, 3 * n);
     splitBGRRow<N>(rows.row(r) + 3 * c, out[0], out[1], out[2], n, lut, toMemory);
   };
   planesFromRows<T, 3>(row, planes, w, h, orientation, stream);
@@ -52,7 +51,7 @@ void RGBToRGBChannelsInput_mmr(void const* frame, void* red, void* green, void* 
     }
   } else {
     // Both sides column-major: element i from byte i, so only w * h matters.
-    const std::int32_t count = pixelCount32(w, h);
+    const std::int32_t count = product32(w, h);
     if (count < 1) return;
     const bool stream = streamFor(3 * sizeof(T) * std::int64_t{count});
     for (int p = 0; p < 3; ++p)
@@ -73,7 +72,9 @@ struct Contiguous {
 
 constexpr VideoInputTable kRGBToRGBChannelsInput = buildVideoTable<VideoInputFcn, Packed>();
 constexpr VideoInputTable kRGBToRGBChannelsInput_mmr = buildVideoTable<VideoInputFcn, Contiguous>();
+#ifndef RIVULET_SANITIZE
 static_assert(typesOf(kRGBToRGBChannelsInput) == kRGBToRGBChannelsInputTypes);
 static_assert(typesOf(kRGBToRGBChannelsInput_mmr) == kRGBToRGBChannelsInputTypes);
+#endif
 
 }  // namespace rivulet

@@ -9,7 +9,6 @@
 
 #include <cstdint>
 
-#include "types/stream.h"
 
 namespace rivulet {
 
@@ -104,22 +103,6 @@ struct SplitOps128 {
 };
 }  // namespace
 #endif
-
-// ---- Widening through a table by gathers -------------------------------------------------
-
-// dst[i] = table[src[i]], Ops::kLanes elements a step of Ops::kBytes each:
-// Ops::gather(src, table) gives one vector, Ops::store / Ops::stream write it.
-template <typename Ops>
-inline std::int64_t widenByGather(const std::uint8_t* src, void* dst, std::int64_t n,
-                                  const void* table, bool stream) {
-  auto* out = static_cast<std::uint8_t*>(dst);
-  constexpr int kLanes = Ops::kLanes, kBytes = Ops::kBytes;
-  return stepRun<kLanes, kBytes>(
-      dst, n, stream,
-      [&](std::int64_t i) { Ops::store(out + i * kBytes, Ops::gather(src + i, table)); },
-      [&](std::int64_t i) { Ops::stream(out + i * kBytes, Ops::gather(src + i, table)); },
-      [] { Ops::fence(); });
-}
 
 }  // namespace rivulet
 

@@ -14,12 +14,12 @@ namespace rivulet {
 
 // Tile shape of the column-major drivers: kTileRows<T> rows fill one 64-byte
 // line of a destination column (at least 8 rows); kTileCols<T> columns make
-// a tile of a plane 8 KiB, so the tiles of three planes stay in L1 and
+// a tile of a plane 16 KiB, so the tiles of three planes stay in L1 and
 // each source row is read in runs of several lines.
 template <typename T>
 inline constexpr int kTileRows = sizeof(T) >= 8 ? 8 : 64 / static_cast<int>(sizeof(T));
 template <typename T>
-inline constexpr int kTileCols = 8192 / (kTileRows<T> * static_cast<int>(sizeof(T)));
+inline constexpr int kTileCols = 16384 / (kTileRows<T> * static_cast<int>(sizeof(T)));
 
 // dst[c * dstStride + r] = src[r * srcStride + c] for r < rows, c < cols.
 template <typename T>
@@ -55,10 +55,18 @@ inline void transposeTile(const T* src, std::int64_t srcStride, T* dst, std::int
   } else {
     if (stream && f.streamLine != nullptr && rows * sizeof(T) == 64 &&
         (reinterpret_cast<std::uintptr_t>(dst) | dstStride * sizeof(T)) % 64 == 0) {
-      alignas(64) T line[64 / sizeof(T)];
-      for (int c = 0; c < cols; ++c) {
-        for (int r = 0; r < rows; ++r) line[r] = src[r * srcStride + c];
-        f.streamLine(dst + c * dstStride, line);
+      // A block of columns is gathered before any is streamed: a line read
+      // right after its elements were stored one by one would wait for them.
+      constexpr int kBlock = 16, kLine = 64 / sizeof(T);
+      alignas(64) T lines[kBlock][kLine];
+      int c0 = 0;
+      if (sizeof(T) == 8 && f.streamTranspose8x8 != nullptr)
+        for (; c0 + 8 <= cols; c0 += 8) f.streamTranspose8x8(src + c0, srcStride, dst + c0 * dstStride, dstStride);
+      for (; c0 < cols; c0 += kBlock) {
+        const int m = std::min(kBlock, cols - c0);
+        for (int r = 0; r < rows; ++r)
+          for (int c = 0; c < m; ++c) lines[c][r] = src[r * srcStride + c0 + c];
+        for (int c = 0; c < m; ++c) f.streamLine(dst + (c0 + c) * dstStride, lines[c]);
       }
       return;
     }

@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "rivulet/rivulet.h"
+#include "video/reference.h"
 #include "video/sample_rules.h"
 
 namespace frames_ref {
@@ -30,23 +31,14 @@ constexpr std::uint8_t kGuard = 0xA5;
 
 // ---- Rules, from their definitions -------------------------------------------------------
 
+// The widening and narrowing models of the shared reference.
 template <int N>
 Sample<N> widen(int b) {
-  if constexpr (N == VIDEO_DOUBLE) return static_cast<double>(static_cast<float>(b / 255.0));
-  else if constexpr (N == VIDEO_SINGLE) return static_cast<float>(b / 255.0);
-  else if constexpr (N == VIDEO_INT8) return static_cast<char>(b - 128);
-  else if constexpr (N == VIDEO_UINT8) return static_cast<unsigned char>(b);
-  else if constexpr (N == VIDEO_INT16) return static_cast<short>((b - 128) * 256);
-  else if constexpr (N == VIDEO_UINT16) return static_cast<unsigned short>(b * 256);
-  else if constexpr (N == VIDEO_INT32) return (b - 128) * 16777216;
-  else if constexpr (N == VIDEO_UINT32) return static_cast<unsigned>(b) << 24;
-  else return static_cast<unsigned char>(b != 0);
+  return videoref::widen<N>(static_cast<std::uint8_t>(b));
 }
-
-// The narrowing rule is pinned by its own tests; the model uses it as it is.
 template <int N>
 int narrow(Sample<N> x) {
-  return rivulet::sampleToByte<N>(x);
+  return videoref::narrow<N>(x);
 }
 
 inline int clamp255(int v) { return v < 0 ? 0 : (v > 255 ? 255 : v); }
@@ -64,10 +56,7 @@ inline RGB bwd(int Y, int Cb, int Cr) {
 }
 inline int lumaOfGrey(int b) { return (((b * 219 + 128) >> 8) + 16) & 0xFF; }
 
-inline i64 bgrStride(int w) {
-  const i64 pad = (3 * i64{w}) % 4;
-  return 3 * i64{w} + (pad ? 4 - pad : 0);
-}
+using videoref::bgrStride;
 
 // ---- Bounds-checked element access ---------------------------------------------------------
 
@@ -230,10 +219,7 @@ void checkEmptySizes() {
     }
 }
 
-template <int N>
-using Type = std::integral_constant<int, N>;
-using AllTypes = ::testing::Types<Type<0>, Type<1>, Type<2>, Type<3>, Type<4>, Type<5>, Type<6>,
-                                  Type<7>, Type<8>>;
+using videoref::AllTypes;
 
 }  // namespace frames_ref
 

@@ -1,6 +1,7 @@
 // RGB planes from packed BGR frames and from contiguous byte planes, in all
-// nine types, both orientations and the odd one, against a reference written
-// from the layout rules; and the fast byte kernels against their plain forms.
+// nine types, both orientations and the odd one, against the reference; the
+// fast forms of every instruction set against the plain forms; the plane
+// driver and the transpose layer.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -11,111 +12,72 @@
 #include "types/cpu.h"
 #include "video/bgr_rows.h"
 #include "video/plane_driver.h"
+#include "video/reference.h"
 
 using namespace rivulet;
 
+using videoref::AllTypes;
+using videoref::bgrOffset;
+using videoref::bgrStride;
+using videoref::GuardedBuffer;
+using videoref::kGuard;
+using videoref::planeIndex;
+using videoref::randomBytes;
+using videoref::widen;
+
 namespace {
-
-template <int N>
-Sample<N> widened(std::uint8_t b) {
-  if constexpr (N == VIDEO_DOUBLE) return static_cast<float>(b / 255.0);
-  else if constexpr (N == VIDEO_SINGLE) return static_cast<float>(b / 255.0);
-  else if constexpr (N == VIDEO_INT8) return static_cast<char>(b - 128);
-  else if constexpr (N == VIDEO_UINT8) return b;
-  else if constexpr (N == VIDEO_INT16) return static_cast<short>((b - 128) * 256);
-  else if constexpr (N == VIDEO_UINT16) return static_cast<unsigned short>(b * 256);
-  else if constexpr (N == VIDEO_INT32) return (b - 128) * 16777216;
-  else if constexpr (N == VIDEO_UINT32) return static_cast<unsigned>(b) << 24;
-  else return b != 0;
-}
-
-std::vector<std::uint8_t> randomBytes(size_t n, unsigned seed) {
-  std::mt19937 rng(seed);
-  std::vector<std::uint8_t> v(n);
-  for (auto& x : v) x = static_cast<std::uint8_t>(rng());
-  return v;
-}
-
-constexpr std::uint8_t kGuard = 0x5A;
-
-// Planes with a guard tail; check() compares the elements and the tail.
-template <int N>
-struct Planes {
-  using T = Sample<N>;
-  static constexpr size_t kTail = 64;
-  size_t n;
-  std::vector<std::uint8_t> bytes[3];
-  explicit Planes(size_t count) : n(count) {
-    for (auto& b : bytes) b.assign(n * sizeof(T) + kTail, kGuard);
-  }
-  T at(int p, size_t i) const {
-    T v;
-    std::memcpy(&v, bytes[p].data() + i * sizeof(T), sizeof v);
-    return v;
-  }
-  bool tailIntact() const {
-    for (auto& b : bytes)
-      for (size_t i = n * sizeof(T); i < b.size(); ++i)
-        if (b[i] != kGuard) return false;
-    return true;
-  }
-  void* ptr(int p) { return bytes[p].data(); }
-};
 
 template <typename P>
 class RGBInput : public testing::Test {};
-template <int N>
-using Type = std::integral_constant<int, N>;
-using AllTypes = testing::Types<Type<0>, Type<1>, Type<2>, Type<3>, Type<4>, Type<5>, Type<6>, Type<7>, Type<8>>;
 TYPED_TEST_SUITE(RGBInput, AllTypes);
 
-const std::pair<int, int> kSizes[] = {{1, 1}, {2, 2}, {3, 1}, {1, 5}, {5, 3}, {16, 16}, {17, 15},
-                                      {31, 33}, {32, 16}, {33, 65}, {48, 17}, {64, 64}, {67, 70}, {100, 3}};
+const std::pair<int, int> kSizes[] = {{1, 1}, {2, 2}, {3, 1}, {1, 5}, {5, 3}, {16, 16}, {17, 15}, {31, 33}, {32, 16},
+                                      {33, 65}, {48, 17}, {64, 64}, {67, 70}, {100, 3}, {130, 9}, {1, 130}};
+
+// Three guarded planes of w * h samples.
+template <int N>
+struct Planes {
+  GuardedBuffer p[3];
+  explicit Planes(size_t n) : p{GuardedBuffer(n * sizeof(Sample<N>)), GuardedBuffer(n * sizeof(Sample<N>)),
+                                GuardedBuffer(n * sizeof(Sample<N>))} {}
+  Sample<N> at(int k, std::int64_t i) const { return p[k].template at<Sample<N>>(i); }
+  bool intact() const { return p[0].slackIntact() && p[1].slackIntact() && p[2].slackIntact(); }
+};
 
 }  // namespace
 
-TYPED_TEST(RGBInput, PackedFrameToPlanesInEveryOrientation) {
+// Packed frames (the frame itself ends at a guard page) and contiguous byte
+// planes, to planes in orientation 0, 1 and 2, against the layout rules.
+TYPED_TEST(RGBInput, EverySizeAndOrientationAgainstTheReference) {
   constexpr int N = TypeParam::value;
-  VideoInputFcn f = MM_GetVideoInputFcn(FOURCC_RGB, FOURCC_RGB, static_cast<VideoDataType>(N), false);
-  ASSERT_NE(f, nullptr);
-  for (auto [w, h] : kSizes) {
-    const int stride = (3 * w + 3) / 4 * 4;
-    const auto frame = randomBytes(static_cast<size_t>(stride) * h, w * 1000 + h);
-    for (int orientation : {0, 1, 2}) {
-      Planes<N> out(static_cast<size_t>(w) * h);
-      f(frame.data(), out.ptr(0), out.ptr(1), out.ptr(2), w, h, static_cast<VideoFrameOrientation>(orientation));
-      for (int r = 0; r < h; ++r)
-        for (int c = 0; c < w; ++c) {
-          const std::uint8_t* px = frame.data() + (h - 1 - r) * stride + 3 * c;  // bottom-up rows
-          const size_t i = orientation == 0 ? static_cast<size_t>(r) * w + c : static_cast<size_t>(c) * h + r;
-          ASSERT_EQ(out.at(0, i), widened<N>(px[2])) << w << "x" << h << " o" << orientation << " r" << r << " c" << c;
-          ASSERT_EQ(out.at(1, i), widened<N>(px[1]));
-          ASSERT_EQ(out.at(2, i), widened<N>(px[0]));
-        }
-      ASSERT_TRUE(out.tailIntact()) << w << "x" << h;
-    }
-  }
-}
-
-TYPED_TEST(RGBInput, ContiguousPlanesToColumnMajorPlanes) {
-  constexpr int N = TypeParam::value;
-  VideoInputFcn f = MM_GetVideoInputFcn(FOURCC_RGB, FOURCC_RGB, static_cast<VideoDataType>(N), true);
-  ASSERT_NE(f, nullptr);
+  const auto dt = static_cast<VideoDataType>(N);
+  VideoInputFcn packed = MM_GetVideoInputFcn(FOURCC_RGB, FOURCC_RGB, dt, false);
+  VideoInputFcn contiguous = MM_GetVideoInputFcn(FOURCC_RGB, FOURCC_RGB, dt, true);
+  ASSERT_NE(packed, nullptr);
+  ASSERT_NE(contiguous, nullptr);
   for (auto [w, h] : kSizes) {
     const size_t n = static_cast<size_t>(w) * h;
-    const auto src = randomBytes(3 * n, w * 7 + h);
-    for (int orientation : {0, 1, 2}) {
-      Planes<N> out(n);
-      f(src.data(), out.ptr(0), out.ptr(1), out.ptr(2), w, h, static_cast<VideoFrameOrientation>(orientation));
-      for (int p = 0; p < 3; ++p)
-        for (int r = 0; r < h; ++r)
-          for (int c = 0; c < w; ++c) {
-            const size_t dst = static_cast<size_t>(c) * h + r;
-            // Orientation 0: row-major source; any other: already column-major.
-            const size_t s = orientation == 0 ? static_cast<size_t>(r) * w + c : dst;
-            ASSERT_EQ(out.at(p, dst), widened<N>(src[p * n + s])) << w << "x" << h << " o" << orientation;
+    const auto bytes = randomBytes(bgrStride(w) * h + 3 * n, w * 1000 + h);
+    GuardedBuffer frame(bgrStride(w) * h), planes(3 * n);
+    std::memcpy(frame.data(), bytes.data(), frame.size());
+    std::memcpy(planes.data(), bytes.data() + frame.size(), planes.size());
+    for (int o : {0, 1, 2}) {
+      Planes<N> a(n), b(n);
+      packed(frame.data(), a.p[0].data(), a.p[1].data(), a.p[2].data(), w, h, static_cast<VideoFrameOrientation>(o));
+      contiguous(planes.data(), b.p[0].data(), b.p[1].data(), b.p[2].data(), w, h, static_cast<VideoFrameOrientation>(o));
+      for (int r = 0; r < h; ++r)
+        for (int c = 0; c < w; ++c) {
+          const std::uint8_t* px = frame.data() + bgrOffset(w, h, r, c);
+          const std::int64_t i = planeIndex(w, h, r, c, o), cm = planeIndex(w, h, r, c, 1);
+          // Contiguous planes: a row-major source for orientation 0, else
+          // already column-major; the planes written are column-major.
+          const std::int64_t s = o == 0 ? planeIndex(w, h, r, c, 0) : cm;
+          for (int k = 0; k < 3; ++k) {
+            ASSERT_EQ(a.at(k, i), widen<N>(px[2 - k])) << w << "x" << h << " o" << o << " r" << r << " c" << c;
+            ASSERT_EQ(b.at(k, cm), widen<N>(planes.data()[k * n + s])) << w << "x" << h << " o" << o;
           }
-      ASSERT_TRUE(out.tailIntact());
+        }
+      ASSERT_TRUE(a.intact() && b.intact()) << w << "x" << h;
     }
   }
 }
@@ -129,9 +91,9 @@ TYPED_TEST(RGBInput, NonPositiveSizesWriteNothing) {
       for (int o : {0, 1}) {
         if (mmr && o != 0 && w * h > 0) continue;  // see ColumnMajorMmrUsesOnlyTheProduct
         Planes<N> out(0);
-        MM_GetVideoInputFcn(FOURCC_RGB, FOURCC_RGB, dt, mmr)(frame.data(), out.ptr(0), out.ptr(1), out.ptr(2), w, h,
-                                                             static_cast<VideoFrameOrientation>(o));
-        ASSERT_TRUE(out.tailIntact()) << mmr << " " << w << "x" << h << " o" << o;
+        MM_GetVideoInputFcn(FOURCC_RGB, FOURCC_RGB, dt, mmr)(frame.data(), out.p[0].data(), out.p[1].data(),
+                                                             out.p[2].data(), w, h, static_cast<VideoFrameOrientation>(o));
+        ASSERT_TRUE(out.intact()) << mmr << " " << w << "x" << h << " o" << o;
       }
 }
 
@@ -236,35 +198,20 @@ TEST(FastForms, ByteTransposeBlocksEqualPlain) {
   });
 }
 
-TEST(FastForms, WideningGathersEqualTheTableAtEveryAlignment) {
-  forEachSet([](const VideoForms& f, int set) {
-    initEightBitLUT(VIDEO_DOUBLE);
-    initEightBitLUT(VIDEO_SINGLE);
-    std::vector<std::uint8_t> src(4096 + 64);
-    for (size_t i = 0; i < src.size(); ++i) src[i] = static_cast<std::uint8_t>(i * 7 + i / 256);
-    for (bool stream : {false, true})
-      for (int shift = 0; shift < 9; ++shift)
-        for (int n : {0, 1, 7, 8, 17, 64, 1000, 4096}) {
-          if (f.widen8 != nullptr) {
-            std::vector<double> a(n + 16, -1.0), b(a);
-            const auto* lut = eightBitTable<VIDEO_DOUBLE>();
-            const std::int64_t done = f.widen8(src.data() + shift, a.data() + shift, n, lut, stream);
-            endStream(stream);
-            for (std::int64_t i = 0; i < n; ++i) b[shift + i] = lut[src[shift + i]];
-            for (std::int64_t i = done; i < n; ++i) a[shift + i] = lut[src[shift + i]];
-            ASSERT_EQ(a, b) << "set " << set << " n " << n << " shift " << shift;
-          }
-          if (f.widen4 != nullptr) {
-            std::vector<float> a(n + 16, -1.0f), b(a);
-            const auto* lut = eightBitTable<VIDEO_SINGLE>();
-            const std::int64_t done = f.widen4(src.data() + shift, a.data() + shift, n, lut, stream);
-            endStream(stream);
-            for (std::int64_t i = 0; i < n; ++i) b[shift + i] = lut[src[shift + i]];
-            for (std::int64_t i = done; i < n; ++i) a[shift + i] = lut[src[shift + i]];
-            ASSERT_EQ(a, b) << "set " << set << " n " << n << " shift " << shift;
-          }
-        }
-  });
+// The row kernel writing past the caches (row-major pictures of 2 MiB and
+// more), at every element offset within a line, against the plain form.
+TEST(FastForms, StreamedRowsEqualPlain) {
+  initEightBitLUT(VIDEO_DOUBLE);
+  const auto* lut = eightBitTable<VIDEO_DOUBLE>();
+  for (int n : {1, 9, 100, 1921})
+    for (int shift = 0; shift < 8; ++shift) {
+      const auto bgr = randomBytes(3 * n, n + shift);
+      std::vector<double> a(3 * (n + 8), -1.0), b(a);
+      splitBGRRow<VIDEO_DOUBLE>(bgr.data(), &a[shift], &a[n + 8 + shift], &a[2 * (n + 8) + shift], n, lut, true);
+      endStream(true);
+      splitBGRRow_C<VIDEO_DOUBLE>(bgr.data(), &b[shift], &b[n + 8 + shift], &b[2 * (n + 8) + shift], n, lut);
+      ASSERT_EQ(a, b) << n << " " << shift;
+    }
 }
 
 // The tiled transpose layer, whole planes and streamed tiles, against the plain transpose.
@@ -287,4 +234,48 @@ TEST(TransposeLayer, PlanesAndStreamedTilesEqualPlain) {
     transposeTile_C(tile.data(), 40, dst[1] + offset, 16, 8, 39);
     ASSERT_TRUE(std::equal(std::begin(dst[0]), std::end(dst[0]), std::begin(dst[1]))) << offset;
   }
+}
+
+// ---- The plane driver, both directions, with a kernel that names each element --------------
+
+namespace {
+
+double label(int p, int r, int c) { return p * 1e6 + r * 1e3 + c; }
+
+}  // namespace
+
+// Planes at every alignment within a line, differing per plane, heights that
+// make whole lines per column (so the streamed bands run) and that do not.
+TEST(PlaneDriver, EveryElementLandsOnceInBothDirections) {
+  for (auto [w, h] : {std::pair{1, 1}, {7, 3}, {300, 16}, {65, 40}, {130, 9}})
+    for (int o : {0, 1, 2})
+      for (int shift : {0, 3, 5}) {
+        const size_t n = static_cast<size_t>(w) * h;
+        std::vector<double> store(3 * (n + 16), -1.0);
+        double* planes[3];
+        for (int p = 0; p < 3; ++p) planes[p] = store.data() + p * (n + 16) + (shift * (p + 1)) % 8;
+        const auto in = [&](int r, int c, int m, double* const out[3], bool) {
+          for (int p = 0; p < 3; ++p)
+            if (out[p] != nullptr)
+              for (int i = 0; i < m; ++i) out[p][i] = label(p, r, c + i);
+        };
+        for (bool stream : {false, true}) {
+          std::fill(store.begin(), store.end(), -1.0);
+          planesFromRows<double, 3>(in, planes, w, h, static_cast<VideoFrameOrientation>(o), stream);
+          endStream(stream);
+          for (int p = 0; p < 3; ++p)
+            for (int r = 0; r < h; ++r)
+              for (int c = 0; c < w; ++c)
+                ASSERT_EQ(planes[p][planeIndex(w, h, r, c, o)], label(p, r, c)) << w << "x" << h << " o" << o;
+          ASSERT_EQ(std::count(store.begin(), store.end(), -1.0), static_cast<std::ptrdiff_t>(3 * 16));
+        }
+        std::vector<int> seen(3 * n, 0);
+        const double* const from[3] = {planes[0], planes[1], planes[2]};
+        const auto outRow = [&](int r, int c, int m, const double* const src[3]) {
+          for (int p = 0; p < 3; ++p)
+            for (int i = 0; i < m; ++i) seen[p * n + r * w + c + i] += src[p][i] == label(p, r, c + i);
+        };
+        planesToRows<double, 3>(outRow, from, w, h, static_cast<VideoFrameOrientation>(o));
+        ASSERT_EQ(std::count(seen.begin(), seen.end(), 1), static_cast<std::ptrdiff_t>(3 * n)) << w << "x" << h;
+      }
 }

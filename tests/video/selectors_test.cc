@@ -51,52 +51,44 @@ const std::vector<long> kAllEmpty = {0, 0, 0, -1, 0, 0, 0, 0, 0};
 
 }  // namespace
 
-TEST(VideoInputSelector, DecisionTable) {
+// The routes of the top-level selectors, as data: each (frame format, plane
+// model) pair and the family selector it answers with; every other pair, and
+// FOURCC_GREY frames, answer null. The _mmr flag matters for RGB frames only.
+TEST(VideoSelectors, TopLevelRoutes) {
+  struct InputRoute { FourCCType frame, model; InputSelector plain, mmr; };
+  const InputRoute inputs[] = {
+      {FOURCC_RGB, FOURCC_RGB, MM_GetRGBToRGBChannelsInputFcn, MM_GetRGBToRGBChannelsInputFcn_mmr},
+      {FOURCC_RGB, FOURCC_GREY, MM_GetRGBToIntensityChannelsInputFcn, MM_GetRGBToIntensityChannelsInputFcn_mmr},
+      {FOURCC_RGB, FOURCC_YUY2, MM_GetRGBToYCbCrChannelsInputFcn, MM_GetRGBToYCbCrChannelsInputFcn_mmr},
+      {FOURCC_YUY2, FOURCC_RGB, MM_GetYCbCrToRGBChannelsInputFcn, MM_GetYCbCrToRGBChannelsInputFcn},
+      {FOURCC_YUY2, FOURCC_GREY, MM_GetYCbCrToIntensityChannelsInputFcn, MM_GetYCbCrToIntensityChannelsInputFcn},
+      {FOURCC_YUY2, FOURCC_YUY2, MM_GetYCbCrToYCbCrChannelsInputFcn, MM_GetYCbCrToYCbCrChannelsInputFcn}};
+  struct OutputRoute { FourCCType model, frame; OutputSelector selector; };
+  const OutputRoute outputs[] = {
+      {FOURCC_RGB, FOURCC_RGB, MM_GetRGBToRGBChannelsOutputFcn},
+      {FOURCC_GREY, FOURCC_RGB, MM_GetIntensityToRGBChannelsOutputFcn},
+      {FOURCC_YUY2, FOURCC_RGB, MM_GetYCbCrToRGBChannelsOutputFcn},
+      {FOURCC_RGB, FOURCC_YUY2, MM_GetRGBToYCbCrChannelsOutputFcn},
+      {FOURCC_GREY, FOURCC_YUY2, MM_GetIntensityToYCbCrChannelsOutputFcn},
+      {FOURCC_YUY2, FOURCC_YUY2, MM_GetYCbCrToYCbCrChannelsOutputFcn}};
+  const int codes[] = {FOURCC_RGB, FOURCC_GREY, FOURCC_YUY2, FOURCC_UNKNOWN, 4};
   for (int t = 0; t <= 8; ++t) {
     const auto dt = static_cast<VideoDataType>(t);
-    EXPECT_EQ(MM_GetVideoInputFcn(FOURCC_RGB, FOURCC_RGB, dt, false), MM_GetRGBToRGBChannelsInputFcn(dt));
-    EXPECT_EQ(MM_GetVideoInputFcn(FOURCC_RGB, FOURCC_RGB, dt, true), MM_GetRGBToRGBChannelsInputFcn_mmr(dt));
-    EXPECT_EQ(MM_GetVideoInputFcn(FOURCC_RGB, FOURCC_GREY, dt, false), MM_GetRGBToIntensityChannelsInputFcn(dt));
-    EXPECT_EQ(MM_GetVideoInputFcn(FOURCC_RGB, FOURCC_GREY, dt, true), MM_GetRGBToIntensityChannelsInputFcn_mmr(dt));
-    EXPECT_EQ(MM_GetVideoInputFcn(FOURCC_RGB, FOURCC_YUY2, dt, false), MM_GetRGBToYCbCrChannelsInputFcn(dt));
-    EXPECT_EQ(MM_GetVideoInputFcn(FOURCC_RGB, FOURCC_YUY2, dt, true), MM_GetRGBToYCbCrChannelsInputFcn_mmr(dt));
-    for (bool mmr : {false, true}) {
-      EXPECT_EQ(MM_GetVideoInputFcn(FOURCC_YUY2, FOURCC_RGB, dt, mmr), MM_GetYCbCrToRGBChannelsInputFcn(dt));
-      EXPECT_EQ(MM_GetVideoInputFcn(FOURCC_YUY2, FOURCC_GREY, dt, mmr), MM_GetYCbCrToIntensityChannelsInputFcn(dt));
-      EXPECT_EQ(MM_GetVideoInputFcn(FOURCC_YUY2, FOURCC_YUY2, dt, mmr), MM_GetYCbCrToYCbCrChannelsInputFcn(dt));
-      for (auto model : {FOURCC_RGB, FOURCC_GREY, FOURCC_YUY2, FOURCC_UNKNOWN}) {
-        EXPECT_EQ(MM_GetVideoInputFcn(FOURCC_GREY, model, dt, mmr), nullptr);
-        EXPECT_EQ(MM_GetVideoInputFcn(FOURCC_UNKNOWN, model, dt, mmr), nullptr);
+    for (int xi : codes)
+      for (int yi : codes) {
+        const auto x = static_cast<FourCCType>(xi), y = static_cast<FourCCType>(yi);
+        const InputRoute* in = nullptr;
+        const OutputRoute* out = nullptr;
+        for (auto& r : inputs) if (r.frame == xi && r.model == yi) in = &r;
+        for (auto& r : outputs) if (r.model == xi && r.frame == yi) out = &r;
+        for (bool mmr : {false, true})
+          EXPECT_EQ(MM_GetVideoInputFcn(x, y, dt, mmr), in ? (mmr ? in->mmr : in->plain)(dt) : nullptr) << xi << yi << t;
+        EXPECT_EQ(MM_GetVideoOutputFcn(x, y, dt), out ? out->selector(dt) : nullptr) << xi << yi << t;
       }
-      EXPECT_EQ(MM_GetVideoInputFcn(FOURCC_RGB, FOURCC_UNKNOWN, dt, mmr), nullptr);
-      EXPECT_EQ(MM_GetVideoInputFcn(FOURCC_YUY2, FOURCC_UNKNOWN, dt, mmr), nullptr);
-      EXPECT_EQ(MM_GetVideoInputFcn(static_cast<FourCCType>(4), FOURCC_RGB, dt, mmr), nullptr);
-    }
-  }
-  // The RGB planes route is built in every type, plain and _mmr, distinct.
-  for (int t = 0; t <= 8; ++t) {
-    const auto dt = static_cast<VideoDataType>(t);
-    EXPECT_NE(MM_GetVideoInputFcn(FOURCC_RGB, FOURCC_RGB, dt, false), nullptr);
-    EXPECT_NE(MM_GetVideoInputFcn(FOURCC_RGB, FOURCC_RGB, dt, true), nullptr);
-    EXPECT_NE(MM_GetVideoInputFcn(FOURCC_RGB, FOURCC_RGB, dt, true),
-              MM_GetVideoInputFcn(FOURCC_RGB, FOURCC_RGB, dt, false));
-  }
-}
-
-TEST(VideoOutputSelector, DecisionTableWithPlaneModelFirst) {
-  for (int t = 0; t <= 8; ++t) {
-    const auto dt = static_cast<VideoDataType>(t);
-    EXPECT_EQ(MM_GetVideoOutputFcn(FOURCC_RGB, FOURCC_RGB, dt), MM_GetRGBToRGBChannelsOutputFcn(dt));
-    EXPECT_EQ(MM_GetVideoOutputFcn(FOURCC_GREY, FOURCC_RGB, dt), MM_GetIntensityToRGBChannelsOutputFcn(dt));
-    EXPECT_EQ(MM_GetVideoOutputFcn(FOURCC_YUY2, FOURCC_RGB, dt), MM_GetYCbCrToRGBChannelsOutputFcn(dt));
-    EXPECT_EQ(MM_GetVideoOutputFcn(FOURCC_RGB, FOURCC_YUY2, dt), MM_GetRGBToYCbCrChannelsOutputFcn(dt));
-    EXPECT_EQ(MM_GetVideoOutputFcn(FOURCC_GREY, FOURCC_YUY2, dt), MM_GetIntensityToYCbCrChannelsOutputFcn(dt));
-    EXPECT_EQ(MM_GetVideoOutputFcn(FOURCC_YUY2, FOURCC_YUY2, dt), MM_GetYCbCrToYCbCrChannelsOutputFcn(dt));
-    for (auto model : {FOURCC_RGB, FOURCC_GREY, FOURCC_YUY2, FOURCC_UNKNOWN}) {
-      EXPECT_EQ(MM_GetVideoOutputFcn(model, FOURCC_GREY, dt), nullptr);  // no packed grey frame
-      EXPECT_EQ(MM_GetVideoOutputFcn(model, FOURCC_UNKNOWN, dt), nullptr);
-    }
-    EXPECT_EQ(MM_GetVideoOutputFcn(FOURCC_UNKNOWN, FOURCC_RGB, dt), nullptr);
+    // The RGB planes route is built in every type, plain and _mmr, distinct.
+    EXPECT_NE(MM_GetRGBToRGBChannelsInputFcn(dt), nullptr);
+    EXPECT_NE(MM_GetRGBToRGBChannelsInputFcn_mmr(dt), nullptr);
+    EXPECT_NE(MM_GetRGBToRGBChannelsInputFcn(dt), MM_GetRGBToRGBChannelsInputFcn_mmr(dt));
   }
 }
 

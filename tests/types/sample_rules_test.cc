@@ -1,12 +1,14 @@
-// The narrowing rule at its edges, and the widening/narrowing round trip of
-// every 8-bit value through every type.
+// The narrowing rule against the reference over edge values of every type,
+// its pinned edges, and the widening/narrowing round trip of every 8-bit
+// value through every type.
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
 
 #include "rivulet/rivulet.h"
-#include "video/sample_rules.h"
+#include "types/sample_rules.h"
+#include "video/reference.h"
 
 using namespace rivulet;
 
@@ -14,10 +16,8 @@ namespace {
 
 template <int N>
 void expectRoundTrip() {
-  initEightBitLUT(static_cast<VideoDataType>(N));
-  const auto* lut = eightBitTable<N>();
   for (int b = 0; b < 256; ++b) {
-    const std::uint8_t back = sampleToByte<N>(byteToSample<N>(lut, static_cast<std::uint8_t>(b)));
+    const std::uint8_t back = sampleToByte<N>(widenByte<N>(b));
     if constexpr (N == VIDEO_BOOLEAN) {
       ASSERT_EQ(back, b == 0 ? 0 : 255) << b;
     } else if constexpr (N == VIDEO_DOUBLE || N == VIDEO_SINGLE || N == VIDEO_INT8 || N == VIDEO_UINT8) {
@@ -102,8 +102,38 @@ TEST(SampleRules, WideningThenNarrowingReturnsEveryByte) {
   EXPECT_EQ(sampleToByte<VIDEO_UINT16>(65280), 254);
   EXPECT_EQ(sampleToByte<VIDEO_UINT32>(129u << 24), 128);
   // The wide types do not come back to their max: 65535 -> 255 -> 65280.
-  initEightBitLUT(VIDEO_UINT16);
-  EXPECT_EQ(byteToSample<VIDEO_UINT16>(eightBitTable<VIDEO_UINT16>(), sampleToByte<VIDEO_UINT16>(65535)), 65280);
-  EXPECT_EQ(byteToSample<VIDEO_UINT16>(eightBitTable<VIDEO_UINT16>(), sampleToByte<VIDEO_UINT16>(32768)), 32768);
+  EXPECT_EQ(widenByte<VIDEO_UINT16>(sampleToByte<VIDEO_UINT16>(65535)), 65280);
+  EXPECT_EQ(widenByte<VIDEO_UINT16>(sampleToByte<VIDEO_UINT16>(32768)), 32768);
 }
 
+
+// Every type, against the reference narrowing: the type's limits and their
+// neighbours, every widened byte and the halfway points between them, and
+// for the floating types the specials.
+template <typename P>
+class Narrowing : public testing::Test {};
+TYPED_TEST_SUITE(Narrowing, videoref::AllTypes);
+
+TYPED_TEST(Narrowing, EdgeSetsMatchTheReference) {
+  constexpr int N = TypeParam::value;
+  using T = Sample<N>;
+  using L = std::numeric_limits<T>;
+  std::vector<T> xs = {videoTraits<N>::min, videoTraits<N>::max, L::lowest(), L::max(), T(0), T(1)};
+  for (int b = 0; b < 256; ++b) {
+    const T x = widenByte<N>(b);
+    xs.push_back(x);
+    if constexpr (L::is_integer) {
+      const std::int64_t step = std::int64_t{widenByte<N>(1)} - widenByte<N>(0);
+      for (std::int64_t d : {std::int64_t{1}, std::int64_t{-1}, step / 2, step / 2 - 1})
+        xs.push_back(static_cast<T>(static_cast<std::int64_t>(x) + d));  // wraps at the ends
+    } else {
+      xs.push_back(std::nextafter(x, T(2)));
+      xs.push_back(std::nextafter(x, T(-1)));
+      xs.push_back(static_cast<T>((b + 0.5) / 255.0));
+    }
+  }
+  if constexpr (!L::is_integer)
+    for (T x : {L::quiet_NaN(), -L::quiet_NaN(), L::infinity(), -L::infinity(), T(-0.0), L::denorm_min(), T(1e30), T(-1e30)})
+      xs.push_back(x);
+  for (T x : xs) ASSERT_EQ(sampleToByte<N>(x), videoref::narrow<N>(x)) << "type " << N << " x " << +x;
+}
