@@ -152,12 +152,41 @@ inline void planesToYUY2Row_C(Sample<N> const* y, Sample<N> const* cb, Sample<N>
 
 // ---- Dispatching forms: the fast byte form first, the plain form for the rest ----------------
 
+// Narrowing of a run: the vector form for float, double and int32 samples,
+// the rule for the rest.
+template <int N>
+inline void narrowRun(Sample<N> const* src, std::uint8_t* dst, int n) {
+  int done = 0;
+  if constexpr (N == VIDEO_SINGLE || N == VIDEO_DOUBLE || N == VIDEO_INT32) {
+    const float lo = sampleAsSingle<N>(videoTraits<N>::min);
+    const float range = sampleAsSingle<N>(videoTraits<N>::max) - lo;
+    if constexpr (N == VIDEO_SINGLE) done = frameSimd().narrowSingle(src, dst, n, lo, range);
+    if constexpr (N == VIDEO_DOUBLE) done = frameSimd().narrowDouble(src, dst, n, lo, range);
+    if constexpr (N == VIDEO_INT32) done = frameSimd().narrowInt32(src, dst, n, lo, range);
+  }
+  narrowRun_C<N>(src + done, dst + done, n - done);
+}
+
+// Output rows of wide types: each plane's run narrowed to bytes in L1, then
+// the byte kernel; the same bytes as narrowing each sample where it is used.
+inline constexpr int kNarrowChunk = 256;
+
 template <int N>
 inline void mergeBGRRow(Sample<N> const* red, Sample<N> const* green, Sample<N> const* blue,
                         std::uint8_t* out, int n) {
-  int done = 0;
-  if constexpr (N == VIDEO_UINT8) done = frameSimd().mergeBGR(red, green, blue, out, n);
-  mergeBGRRow_C<N>(red + done, green + done, blue + done, out + 3 * done, n - done);
+  if constexpr (N == VIDEO_UINT8) {
+    const int done = frameSimd().mergeBGR(red, green, blue, out, n);
+    mergeBGRRow_C<N>(red + done, green + done, blue + done, out + 3 * done, n - done);
+  } else {
+    std::uint8_t b[3][kNarrowChunk];
+    for (int i = 0; i < n; i += kNarrowChunk) {
+      const int m = std::min(kNarrowChunk, n - i);
+      narrowRun<N>(red + i, b[0], m);
+      narrowRun<N>(green + i, b[1], m);
+      narrowRun<N>(blue + i, b[2], m);
+      mergeBGRRow<VIDEO_UINT8>(b[0], b[1], b[2], out + 3 * i, m);
+    }
+  }
 }
 
 // Wide types: the byte form makes a chunk of bytes in L1, which is then
@@ -186,9 +215,19 @@ inline void yuy2ToPlanesRow(const std::uint8_t* f, Sample<N>* y, Sample<N>* cb, 
 template <int N>
 inline void planesToYUY2Row(Sample<N> const* y, Sample<N> const* cb, Sample<N> const* cr,
                             std::uint8_t* out, int pairs) {
-  int done = 0;
-  if constexpr (N == VIDEO_UINT8) done = frameSimd().planesToYUY2(y, cb, cr, out, pairs);
-  planesToYUY2Row_C<N>(y + 2 * done, cb + done, cr + done, out + 4 * done, pairs - done);
+  if constexpr (N == VIDEO_UINT8) {
+    const int done = frameSimd().planesToYUY2(y, cb, cr, out, pairs);
+    planesToYUY2Row_C<N>(y + 2 * done, cb + done, cr + done, out + 4 * done, pairs - done);
+  } else {
+    std::uint8_t yb[2 * kNarrowChunk], ub[kNarrowChunk], vb[kNarrowChunk];
+    for (int k = 0; k < pairs; k += kNarrowChunk) {
+      const int m = std::min(kNarrowChunk, pairs - k);
+      narrowRun<N>(y + 2 * k, yb, 2 * m);
+      narrowRun<N>(cb + k, ub, m);
+      narrowRun<N>(cr + k, vb, m);
+      planesToYUY2Row<VIDEO_UINT8>(yb, ub, vb, out + 4 * k, m);
+    }
+  }
 }
 
 template <int N>
@@ -213,9 +252,19 @@ inline void yuy2ToRGBRow(const std::uint8_t* f, Sample<N>* red, Sample<N>* green
 template <int N>
 inline void ycbcrToBGRRow(Sample<N> const* y, Sample<N> const* cb, Sample<N> const* cr,
                           std::uint8_t* out, int pairs, const YCbCrMatrices& m) {
-  int done = 0;
-  if constexpr (N == VIDEO_UINT8) done = frameSimd().ycbcrToBGR(y, cb, cr, out, pairs, m);
-  ycbcrToBGRRow_C<N>(y + 2 * done, cb + done, cr + done, out + 6 * done, pairs - done, m);
+  if constexpr (N == VIDEO_UINT8) {
+    const int done = frameSimd().ycbcrToBGR(y, cb, cr, out, pairs, m);
+    ycbcrToBGRRow_C<N>(y + 2 * done, cb + done, cr + done, out + 6 * done, pairs - done, m);
+  } else {
+    std::uint8_t yb[2 * kNarrowChunk], ub[kNarrowChunk], vb[kNarrowChunk];
+    for (int k = 0; k < pairs; k += kNarrowChunk) {
+      const int c = std::min(kNarrowChunk, pairs - k);
+      narrowRun<N>(y + 2 * k, yb, 2 * c);
+      narrowRun<N>(cb + k, ub, c);
+      narrowRun<N>(cr + k, vb, c);
+      ycbcrToBGRRow<VIDEO_UINT8>(yb, ub, vb, out + 6 * k, c, m);
+    }
+  }
 }
 
 template <int N>

@@ -274,9 +274,52 @@ int bgrToYCbCr(const std::uint8_t* bgr, std::uint8_t* y, std::uint8_t* cb, std::
   return k;
 }
 
+// ---- Narrowing -------------------------------------------------------------------------------
+
+// Eight samples as single precision to eight bytes: the same IEEE operations
+// as the rule ((x - lo) / range, times 255, widened, plus 0.5), truncated by
+// the conversion that gives the most negative integer for NaN and anything
+// out of range, then saturated to 0..255 by two saturating packs (negative,
+// including that integer, to 0; above 255 to 255).
+inline void narrow8(__m256 x, __m256 lo, __m256 range, std::uint8_t* dst) {
+  const __m256 t = _mm256_mul_ps(_mm256_div_ps(_mm256_sub_ps(x, lo), range), _mm256_set1_ps(255.0f));
+  const __m256d half = _mm256_set1_pd(0.5);
+  const __m128i a = _mm256_cvttpd_epi32(_mm256_add_pd(_mm256_cvtps_pd(_mm256_castps256_ps128(t)), half));
+  const __m128i b = _mm256_cvttpd_epi32(_mm256_add_pd(_mm256_cvtps_pd(_mm256_extractf128_ps(t, 1)), half));
+  const __m128i w = _mm_packs_epi32(a, b);
+  _mm_storel_epi64(reinterpret_cast<__m128i*>(dst), _mm_packus_epi16(w, w));
+}
+
+int narrowSingle(const float* src, std::uint8_t* dst, int n, float lo, float range) {
+  const __m256 l = _mm256_set1_ps(lo), r = _mm256_set1_ps(range);
+  int i = 0;
+  for (; i + 8 <= n; i += 8) narrow8(_mm256_loadu_ps(src + i), l, r, dst + i);
+  return i;
+}
+
+int narrowDouble(const double* src, std::uint8_t* dst, int n, float lo, float range) {
+  const __m256 l = _mm256_set1_ps(lo), r = _mm256_set1_ps(range);
+  int i = 0;
+  for (; i + 8 <= n; i += 8) {
+    // Doubles round to single first, as the rule does.
+    const __m256 x = _mm256_set_m128(_mm256_cvtpd_ps(_mm256_loadu_pd(src + i + 4)),
+                                     _mm256_cvtpd_ps(_mm256_loadu_pd(src + i)));
+    narrow8(x, l, r, dst + i);
+  }
+  return i;
+}
+
+int narrowInt32(const std::int32_t* src, std::uint8_t* dst, int n, float lo, float range) {
+  const __m256 l = _mm256_set1_ps(lo), r = _mm256_set1_ps(range);
+  int i = 0;
+  for (; i + 8 <= n; i += 8) narrow8(_mm256_cvtepi32_ps(load(src + i)), l, r, dst + i);
+  return i;
+}
+
 }  // namespace
 
-extern const FrameSimd kFrameSimdAVX2 = {&mergeBGR,  &yuy2ToPlanes, &planesToYUY2,
-                                         &yuy2ToRGB, &ycbcrToBGR,   &bgrToYCbCr};
+extern const FrameSimd kFrameSimdAVX2 = {&mergeBGR,     &yuy2ToPlanes, &planesToYUY2,
+                                         &yuy2ToRGB,    &ycbcrToBGR,   &bgrToYCbCr,
+                                         &narrowSingle, &narrowDouble, &narrowInt32};
 
 }  // namespace rivulet

@@ -24,7 +24,14 @@ int noneMergeM(const std::uint8_t*, const std::uint8_t*, const std::uint8_t*, st
   return 0;
 }
 
-constexpr FrameSimd kNone = {&none3, &noneSplit, &none3, &noneSplitM, &noneMergeM, &noneSplitM};
+template <typename T>
+int noneNarrow(const T*, std::uint8_t*, int, float, float) {
+  return 0;
+}
+
+constexpr FrameSimd kNone = {&none3,           &noneSplit,         &none3,
+                             &noneSplitM,      &noneMergeM,        &noneSplitM,
+                             &noneNarrow<float>, &noneNarrow<double>, &noneNarrow<std::int32_t>};
 
 const FrameSimd& pick() {
   FrameSimd const* const forms[] = {&kNone, nullptr, nullptr, &kFrameSimdAVX2};

@@ -31,6 +31,12 @@ struct FrameSimd {
   // BGR pixels to Y, Cb, Cr byte runs by the forward transform: pairs.
   int (*bgrToYCbCr)(const std::uint8_t* bgr, std::uint8_t* y, std::uint8_t* cb, std::uint8_t* cr,
                     int pairs, const YCbCrMatrices& m);
+  // Narrowing of n samples to bytes by the saturating single-precision rule,
+  // with the type's min (lo) and max - min (range) as single: float, double
+  // and int32 samples.
+  int (*narrowSingle)(const float* src, std::uint8_t* dst, int n, float lo, float range);
+  int (*narrowDouble)(const double* src, std::uint8_t* dst, int n, float lo, float range);
+  int (*narrowInt32)(const std::int32_t* src, std::uint8_t* dst, int n, float lo, float range);
 };
 
 // The set picked for this machine.

@@ -40,7 +40,7 @@ void narrowPlane(void const* src, std::uint8_t* dst, std::int64_t n) {
   if constexpr (N == VIDEO_UINT8)
     std::memcpy(dst, src, n);
   else
-    narrowRun_C<N>(static_cast<Sample<N> const*>(src), dst, n);
+    narrowRun<N>(static_cast<Sample<N> const*>(src), dst, static_cast<int>(n));
 }
 
 // Same element order in and out, whatever the orientation; n = w * h as a
