@@ -7,16 +7,22 @@
 #include <fstream>
 #include <iterator>
 
+#include <unistd.h>
+
 #include "video/frames_reference.h"
 
 using namespace frames_ref;
 
 namespace {
 
+// Temporary file names of this process alone (ctest runs the cases in parallel).
+std::string tempName(const std::string& what) {
+  return ::testing::TempDir() + "rivulet_" + std::to_string(getpid()) + "_" + what;
+}
+
 // One frame of ffmpeg's testsrc at w x h in pixel format fmt, or empty.
 Bytes ffmpegFrame(int w, int h, const char* fmt) {
-  const std::string path = ::testing::TempDir() + "rivulet_testsrc_" + std::to_string(w) + "x" +
-                           std::to_string(h) + "." + fmt;
+  const std::string path = tempName("testsrc_" + std::to_string(w) + "x" + std::to_string(h) + "." + fmt);
   const std::string cmd = "ffmpeg -nostdin -hide_banner -loglevel error -y -f lavfi -i testsrc=size=" +
                           std::to_string(w) + "x" + std::to_string(h) +
                           " -frames:v 1 -pix_fmt " + fmt + " -f rawvideo " + path;
@@ -29,7 +35,7 @@ Bytes ffmpegFrame(int w, int h, const char* fmt) {
 
 // ffmpeg's own repacking of a raw w x h picture from one pixel format to another.
 Bytes ffmpegRepack(const Bytes& in, int w, int h, const char* from, const char* to) {
-  const std::string base = ::testing::TempDir() + "rivulet_repack_" + from + "_" + to;
+  const std::string base = tempName(std::string("repack_") + from + "_" + to);
   {
     std::ofstream out(base + ".in", std::ios::binary);
     out.write(reinterpret_cast<const char*>(in.data()), static_cast<std::streamsize>(in.size()));
