@@ -3,7 +3,6 @@
 #include <immintrin.h>
 
 #include "audio/single_to_int16.h"
-#include "types/stream.h"
 
 namespace rivulet {
 namespace {
@@ -22,17 +21,13 @@ struct Avx2Ops {
   static void step(std::uint8_t const* src, std::uint8_t* dst) {
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst), pack(src));
   }
-  static void streamStep(std::uint8_t const* src, std::uint8_t* dst) {
-    _mm256_stream_si256(reinterpret_cast<__m256i*>(dst), pack(src));
-  }
-  static void fence() { _mm_sfence(); }
 };
 
 }  // namespace
 
 std::int64_t singleToInt16Run_AVX2(std::uint8_t const* src, std::uint8_t* dst, std::int64_t n) {
-  const std::int64_t done = singleToInt16Run<Avx2Ops>(src, dst, n, 2 * n >= kStreamMinBytes);
-  return done + singleToInt16Run<SingleToInt16Ops128>(src + 4 * done, dst + 2 * done, n - done, false);
+  const std::int64_t done = singleToInt16Run<Avx2Ops>(src, dst, n);
+  return done + singleToInt16Run<SingleToInt16Ops128>(src + 4 * done, dst + 2 * done, n - done);
 }
 
 }  // namespace rivulet

@@ -8,7 +8,6 @@
 #pragma GCC diagnostic ignored "-Wuninitialized"
 
 #include "audio/single_to_int16.h"
-#include "types/stream.h"
 
 namespace rivulet {
 namespace {
@@ -26,17 +25,13 @@ struct Avx512Ops {
     return _mm512_inserti64x4(_mm512_castsi256_si512(convert(src)), convert(src + 64), 1);
   }
   static void step(std::uint8_t const* src, std::uint8_t* dst) { _mm512_storeu_si512(dst, pack(src)); }
-  static void streamStep(std::uint8_t const* src, std::uint8_t* dst) {
-    _mm512_stream_si512(reinterpret_cast<__m512i*>(dst), pack(src));
-  }
-  static void fence() { _mm_sfence(); }
 };
 
 }  // namespace
 
 std::int64_t singleToInt16Run_AVX512(std::uint8_t const* src, std::uint8_t* dst, std::int64_t n) {
-  const std::int64_t done = singleToInt16Run<Avx512Ops>(src, dst, n, 2 * n >= kStreamMinBytes);
-  return done + singleToInt16Run<SingleToInt16Ops128>(src + 4 * done, dst + 2 * done, n - done, false);
+  const std::int64_t done = singleToInt16Run<Avx512Ops>(src, dst, n);
+  return done + singleToInt16Run<SingleToInt16Ops128>(src + 4 * done, dst + 2 * done, n - done);
 }
 
 }  // namespace rivulet

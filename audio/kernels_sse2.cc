@@ -8,7 +8,6 @@
 #include "audio/kernels.h"
 #include "audio/single_to_int16.h"
 #include "types/cpu.h"
-#include "types/stream.h"
 
 namespace rivulet {
 namespace {
@@ -106,7 +105,7 @@ std::int64_t FastConvertRun<kPosInt16, kPosSingle>::run(std::uint8_t const* src,
 }
 
 std::int64_t singleToInt16Run_SSE2(std::uint8_t const* src, std::uint8_t* dst, std::int64_t n) {
-  return singleToInt16Run<SingleToInt16Ops128>(src, dst, n, 2 * n >= kStreamMinBytes);
+  return singleToInt16Run<SingleToInt16Ops128>(src, dst, n);
 }
 
 // The widest form the CPU runs, picked once; the widest forms finish with

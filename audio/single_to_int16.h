@@ -15,19 +15,16 @@
 
 #include <cstdint>
 
-#include "types/stream.h"
 
 namespace rivulet {
 
-// A prefix of the run, Ops::kLanes * 2 elements a step; returns how many
-// elements it did. Ops::step(src, dst) converts one step with unaligned
-// stores, Ops::streamStep onto an aligned destination past the caches.
+// A prefix of the run, 2 * Ops::kLanes elements a step; returns how many
+// elements it did. Ops::step(src, dst) converts one step.
 template <typename Ops>
-inline std::int64_t singleToInt16Run(std::uint8_t const* src, std::uint8_t* dst, std::int64_t n,
-                                     bool stream) {
-  return stepRun<2 * Ops::kLanes, 2>(
-      dst, n, stream, [&](std::int64_t i) { Ops::step(src + 4 * i, dst + 2 * i); },
-      [&](std::int64_t i) { Ops::streamStep(src + 4 * i, dst + 2 * i); }, [] { Ops::fence(); });
+inline std::int64_t singleToInt16Run(std::uint8_t const* src, std::uint8_t* dst, std::int64_t n) {
+  std::int64_t i = 0;
+  for (; i + 2 * Ops::kLanes <= n; i += 2 * Ops::kLanes) Ops::step(src + 4 * i, dst + 2 * i);
+  return i;
 }
 
 // The 128-bit step, in every SIMD source that includes this header: the SSE2
@@ -45,10 +42,6 @@ struct SingleToInt16Ops128 {
   static void step(std::uint8_t const* src, std::uint8_t* dst) {
     _mm_storeu_si128(reinterpret_cast<__m128i*>(dst), pack(src));
   }
-  static void streamStep(std::uint8_t const* src, std::uint8_t* dst) {
-    _mm_stream_si128(reinterpret_cast<__m128i*>(dst), pack(src));
-  }
-  static void fence() { _mm_sfence(); }
 };
 }  // namespace
 

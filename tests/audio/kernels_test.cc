@@ -104,8 +104,7 @@ TEST(AudioKernels, Int24ToDoubleEveryValue) {
                                              &FastConvertRun<kPosInt24, kPosDouble>::run, cell<kPosInt24, kPosDouble>);
 }
 
-// Each form on its own, every one the CPU runs; the sweep is large enough for
-// the forms that write past the caches to do so.
+// Each form on its own, every one the CPU runs.
 TEST(AudioKernels, SingleToInt16Sweep) {
   const auto v = floatSweep();
   expectSameAsPlain<kPosSingle, kPosInt16>(v, &FastConvertRun<kPosSingle, kPosInt16>::run, cell<kPosSingle, kPosInt16>);
