@@ -132,10 +132,7 @@ struct Backward {
   bool ok;
   explicit Backward(const YCbCrMatrices& m) {
     const int* c = m.bwd;
-    auto fits = [](int v) { return v >= -32768 && v <= 32767; };
-    ok = c[0] == c[3] && c[0] == c[6] && c[7] % 2 == 0 && c[8] % 2 == 0 && fits(c[0]) &&
-         fits(c[1]) && fits(c[2]) && fits(c[4]) && fits(c[5]) && fits(c[7] / 2) &&
-         fits(c[8] / 2);
+    ok = backwardFitsMultiplyAdd(m);
     auto pair = [](int lo, int hi) {
       return _mm256_set1_epi32(static_cast<int>((static_cast<unsigned>(hi) << 16) |
                                                 (static_cast<unsigned>(lo) & 0xFFFF)));

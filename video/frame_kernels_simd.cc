@@ -6,8 +6,10 @@
 
 namespace rivulet {
 
-// Defined in frame_kernels_avx2.cc (compiled for AVX2).
+// Defined in frame_kernels_avx2.cc (compiled for AVX2) and
+// frame_kernels_avx512.cc (the AVX2 set with its wider forms).
 extern const FrameSimd kFrameSimdAVX2;
+FrameSimd frameSimdAVX512();
 
 namespace {
 
@@ -34,6 +36,10 @@ constexpr FrameSimd kNone = {&none3,           &noneSplit,         &none3,
                              &noneNarrow<float>, &noneNarrow<double>, &noneNarrow<std::int32_t>};
 
 const FrameSimd& pick() {
+  if (simdAtLeast(Simd::kAvx512)) {
+    static const FrameSimd avx512 = frameSimdAVX512();
+    return avx512;
+  }
   FrameSimd const* const forms[] = {&kNone, nullptr, nullptr, &kFrameSimdAVX2};
   return *widestForm(forms);
 }

@@ -57,6 +57,17 @@ inline BGR8 backwardYCbCr(const YCbCrMatrices& m, int Y, int Cb, int Cr) {
   return BGR8{comp(2), comp(1), comp(0)};
 }
 
+// Whether the backward matrix can run as 16 x 16 -> 32-bit multiply-adds
+// (the fast forms): one luma gain for R, G and B, every other entry within a
+// signed 16-bit lane, except the blue row, which is halved (33050 does not
+// fit) and so must be even.
+inline bool backwardFitsMultiplyAdd(const YCbCrMatrices& m) {
+  const int* c = m.bwd;
+  auto fits = [](int v) { return v >= -32768 && v <= 32767; };
+  return c[0] == c[3] && c[0] == c[6] && c[7] % 2 == 0 && c[8] % 2 == 0 && fits(c[0]) &&
+         fits(c[1]) && fits(c[2]) && fits(c[4]) && fits(c[5]) && fits(c[7] / 2) && fits(c[8] / 2);
+}
+
 // Luma of a grey byte b: ((b * 219 + 128) >> 8) + 16, as its low eight bits
 // (the value stays within 16..234, so nothing is lost).
 inline std::uint8_t intensityLuma(const YCbCrMatrices& m, int b) {
