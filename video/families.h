@@ -43,6 +43,20 @@ extern const VideoOutputTable kPaddedRGB24ChannelsOutput;
 
 // Raw planar transposes (raw_planar.cc): null for a pair without a routine.
 RawPlanarConvertFcn rawPlanarColumnToRow(VideoDataType sourceType, VideoDataType targetType);
+// Planes back to frames, YCbCr in and YCbCr out: every type.
+inline constexpr unsigned kFramesAndYCbCrTypes = kAllVideoTypes;
+extern const VideoOutputTable kRGBToRGBChannelsOutput;
+extern const VideoOutputTable kIntensityToRGBChannelsOutput;
+extern const VideoOutputTable kRGBToRGB24ChannelsConvertCopy;
+extern const VideoOutputTable kIntensityToRGB24ChannelsConvertCopy;
+extern const VideoInputTable kRGBToYCbCrChannelsInput;
+extern const VideoInputTable kRGBToYCbCrChannelsInput_mmr;
+extern const VideoInputTable kYCbCrToYCbCrChannelsInput;
+extern const VideoInputTable kYCbCrToRGBChannelsInput;
+extern const VideoOutputTable kYCbCrToRGBChannelsOutput;
+extern const VideoOutputTable kRGBToYCbCrChannelsOutput;
+extern const VideoOutputTable kIntensityToYCbCrChannelsOutput;
+extern const VideoOutputTable kYCbCrToYCbCrChannelsOutput;
 
 }  // namespace rivulet
 

@@ -45,16 +45,20 @@ VideoInputFcn MM_GetRGBToIntensityChannelsInputFcn(VideoDataType t) {
 VideoInputFcn MM_GetRGBToIntensityChannelsInputFcn_mmr(VideoDataType t) {
   return fillingRead(kRGBToIntensityChannelsInput_mmr, t);
 }
-VideoInputFcn MM_GetRGBToYCbCrChannelsInputFcn(VideoDataType t) { return fillingRead(kNoInput, t); }
-VideoInputFcn MM_GetRGBToYCbCrChannelsInputFcn_mmr(VideoDataType t) {
-  return fillingRead(kNoInput, t);
+VideoInputFcn MM_GetRGBToYCbCrChannelsInputFcn(VideoDataType t) {
+  return fillingRead(kRGBToYCbCrChannelsInput, t);
 }
-VideoInputFcn MM_GetYCbCrToRGBChannelsInputFcn(VideoDataType t) { return fillingRead(kNoInput, t); }
+VideoInputFcn MM_GetRGBToYCbCrChannelsInputFcn_mmr(VideoDataType t) {
+  return fillingRead(kRGBToYCbCrChannelsInput_mmr, t);
+}
+VideoInputFcn MM_GetYCbCrToRGBChannelsInputFcn(VideoDataType t) {
+  return fillingRead(kYCbCrToRGBChannelsInput, t);
+}
 VideoInputFcn MM_GetYCbCrToIntensityChannelsInputFcn(VideoDataType t) {
   return fillingRead(kYCbCrToIntensityChannelsInput, t);
 }
 VideoInputFcn MM_GetYCbCrToYCbCrChannelsInputFcn(VideoDataType t) {
-  return fillingRead(kNoInput, t);
+  return fillingRead(kYCbCrToYCbCrChannelsInput, t);
 }
 
 // ---- Empty families (filling reads) -------------------------------------------------
@@ -72,23 +76,29 @@ VideoInputFcn MM_GetToYCbCrChannelsEmptyFcn(VideoDataType t) {
 
 // ---- Output and ConvertCopy families (plain reads) ----------------------------------
 
-VideoOutputFcn MM_GetRGBToRGBChannelsOutputFcn(VideoDataType t) { return plainRead(kNoOutput, t); }
+VideoOutputFcn MM_GetRGBToRGBChannelsOutputFcn(VideoDataType t) {
+  return plainRead(kRGBToRGBChannelsOutput, t);
+}
 VideoOutputFcn MM_GetIntensityToRGBChannelsOutputFcn(VideoDataType t) {
-  return plainRead(kNoOutput, t);
+  return plainRead(kIntensityToRGBChannelsOutput, t);
 }
 VideoOutputFcn MM_GetRGBToRGB24ChannelsConvertCopyFcn(VideoDataType t) {
-  return plainRead(kNoOutput, t);
+  return plainRead(kRGBToRGB24ChannelsConvertCopy, t);
 }
 VideoOutputFcn MM_GetIntensityToRGB24ChannelsConvertCopyFcn(VideoDataType t) {
-  return plainRead(kNoOutput, t);
+  return plainRead(kIntensityToRGB24ChannelsConvertCopy, t);
 }
-VideoOutputFcn MM_GetYCbCrToRGBChannelsOutputFcn(VideoDataType t) { return plainRead(kNoOutput, t); }
-VideoOutputFcn MM_GetRGBToYCbCrChannelsOutputFcn(VideoDataType t) { return plainRead(kNoOutput, t); }
+VideoOutputFcn MM_GetYCbCrToRGBChannelsOutputFcn(VideoDataType t) {
+  return plainRead(kYCbCrToRGBChannelsOutput, t);
+}
+VideoOutputFcn MM_GetRGBToYCbCrChannelsOutputFcn(VideoDataType t) {
+  return plainRead(kRGBToYCbCrChannelsOutput, t);
+}
 VideoOutputFcn MM_GetIntensityToYCbCrChannelsOutputFcn(VideoDataType t) {
-  return plainRead(kNoOutput, t);
+  return plainRead(kIntensityToYCbCrChannelsOutput, t);
 }
 VideoOutputFcn MM_GetYCbCrToYCbCrChannelsOutputFcn(VideoDataType t) {
-  return plainRead(kNoOutput, t);
+  return plainRead(kYCbCrToYCbCrChannelsOutput, t);
 }
 
 // ---- Packed RGB24 (plain reads; these families have tables of their own) ------------

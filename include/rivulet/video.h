@@ -117,5 +117,49 @@ typedef void (*RawPlanarConvertFcn)(void const* source, void* target, int width,
 // UINT32 -> UINT16 (the high 16 bits). Every other pair gives null.
 RIVULET_API RawPlanarConvertFcn MM_GetRawPlanarColumnToRawPlanarRowConvertFcn(
     VideoDataType sourceType, VideoDataType targetType);
+// ---- Planes back to frames, YCbCr in and YCbCr out: what each routine touches --------
+// Sizes in elements of the routine's type for planes, in bytes for frames;
+// "pairs" is (w + 1) / 2, "flat" is (w * h + 1) / 2 (w * h taken as a signed
+// 32-bit product). A BGR frame has h rows of 3 * w bytes rounded up to four;
+// its padding bytes are never written. Unless said otherwise a w or h of zero
+// or less writes nothing.
+//
+// RGBToRGBChannelsOutput, IntensityToRGBChannelsOutput: w * h per plane;
+//   orientation 0 row-major planes, any other value column-major. The
+//   intensity routines read plane0 only (plane1 and plane2 may be null).
+// RGBToRGB24ChannelsConvertCopy, IntensityToRGB24ChannelsConvertCopy: w * h per
+//   plane, 3 * w * h output bytes, element order kept, orientation ignored.
+// RGBToYCbCrChannelsInput: planes of w - (w mod 2) (Y) and w / 2 (Cb, Cr)
+//   columns by h rows; a last odd column is not read. Orientation as above.
+// RGBToYCbCrChannelsInput_mmr: planes are written column-major with pairs
+//   chroma columns and 2 * pairs Y columns, so an odd width writes one column
+//   past a w-column Y plane and past w / 2 chroma columns. The source needs
+//   3 * w * h bytes, plus h for an odd width in orientation 1 (column-major
+//   source) or 1 for an odd width in any other orientation (row-major source).
+// YCbCrToYCbCrChannelsInput: orientation 0 reads 4 * flat frame bytes and
+//   writes 2 * flat Y and flat Cb, Cr elements (an odd w * h writes one Y past
+//   w * h); orientation 1 reads 2 * w * h bytes and writes w * h Y and
+//   pairs * h Cb, Cr elements (for an odd width Cb and Cr take turns by row);
+//   any other orientation writes nothing.
+// YCbCrToRGBChannelsInput: orientation 0: 4 * flat frame bytes, 2 * flat per
+//   plane; any other value: 4 * pairs * h frame bytes, 2 * pairs * h per plane
+//   (an odd width writes one column past the planes).
+// YCbCrToRGBChannelsOutput: Y w * h, Cb and Cr (w / 2) * h; an odd width
+//   leaves the last pixel of each row, like the padding, as it was.
+// RGBToYCbCrChannelsOutput: orientation 1: w * h per plane, (2 * w + 2) * h
+//   frame bytes for an odd width, 2 * w * h for an even one. Any other value
+//   makes a step for every column: a frame of 4 * (w + (w mod 2)) * h bytes,
+//   twice a YUY2 frame, and for an even width planes of w * h + 1.
+// IntensityToYCbCrChannelsOutput: reads plane0 only; frame as the previous
+//   routine's orientation 1. Orientation 0 sends the right pixel of each pair
+//   through the luma rule twice, and for an odd width reads its last sample
+//   ahead of the row: plane0 needs h * (2 * w - 1) elements then (w * h
+//   otherwise).
+// YCbCrToYCbCrChannelsOutput: orientation 0: 2 * flat Y, flat Cb, Cr elements,
+//   4 * flat frame bytes; any other value: 2 * pairs * h Y, pairs * h Cb, Cr
+//   elements, 4 * pairs * h frame bytes.
+// RGBToYCbCrChannelsOutput and IntensityToYCbCrChannelsOutput write nothing
+// for a w of zero or less, even where an odd negative width would otherwise
+// make a last step.
 
 #endif  // RIVULET_VIDEO_H

@@ -1,0 +1,255 @@
+// The colour transforms over every input they can take, through the byte
+// routines (and so through their fast forms); the fast byte kernels against
+// their plain forms on every run length; the values the rules pin down; and
+// round trips through a pair of families.
+#include <numeric>
+
+#include "types/cpu.h"
+#include "video/frame_kernels.h"
+#include "video/frames_reference.h"
+
+using namespace frames_ref;
+using namespace rivulet;
+
+namespace {
+
+constexpr auto kU8 = VIDEO_UINT8;
+
+// Every (Y, Cb, Cr): for each Cr, a YUY2 picture of 256 x 256 macro-pixels
+// with Y0 = row, Cb = column and Y1 = 255 - row.
+TEST(YCbCrTransforms, BackwardOverEveryTriple) {
+  const auto in = MM_GetYCbCrToRGBChannelsInputFcn(kU8);
+  const auto out = MM_GetYCbCrToRGBChannelsOutputFcn(kU8);
+  const int w = 512, h = 256, n = w * h;
+  Bytes frame(2 * n), rgb(3 * n), y(n), cb(n / 2), cr(n / 2), bgr(3 * n);
+  for (int v = 0; v < 256; ++v) {
+    for (int r = 0; r < h; ++r)
+      for (int u = 0; u < 256; ++u) {
+        const int k = r * 256 + u;
+        const std::uint8_t mp[4] = {static_cast<std::uint8_t>(r), static_cast<std::uint8_t>(u),
+                                    static_cast<std::uint8_t>(255 - r), static_cast<std::uint8_t>(v)};
+        std::copy(mp, mp + 4, frame.begin() + 4 * k);
+        y[2 * k] = mp[0], y[2 * k + 1] = mp[2], cb[k] = mp[1], cr[k] = mp[3];
+      }
+    in(frame.data(), rgb.data(), rgb.data() + n, rgb.data() + 2 * n, w, h, ORIENTATION_ROW_MAJOR);
+    out(y.data(), cb.data(), cr.data(), bgr.data(), w, h, ORIENTATION_ROW_MAJOR);
+    for (int i = 0; i < n; ++i) {
+      const int r = i / w;  // picture row; the BGR frame holds it at memory row h - 1 - r
+      const RGB want = bwd(y[i], cb[i / 2], cr[i / 2]);
+      const i64 at = i64{h - 1 - r} * 3 * w + 3 * (i % w);
+      ASSERT_TRUE(rgb[i] == want.r && rgb[n + i] == want.g && rgb[2 * n + i] == want.b &&
+                  bgr[at] == want.b && bgr[at + 1] == want.g && bgr[at + 2] == want.r)
+          << "Y " << int(y[i]) << " Cb " << int(cb[i / 2]) << " Cr " << v;
+    }
+  }
+}
+
+// Every (R, G, B), as the left and as the right pixel of a pair: for each
+// red, a BGR picture of 512 x 256 whose pixel pairs hold (G, B) = (row,
+// column) and its mirror.
+TEST(YCbCrTransforms, ForwardOverEveryTriple) {
+  const auto in = MM_GetRGBToYCbCrChannelsInputFcn(kU8);
+  const auto out = MM_GetRGBToYCbCrChannelsOutputFcn(kU8);
+  const int w = 512, h = 256, n = w * h;
+  Bytes frame(3 * n), planes(3 * n), y(n), cb(n / 2), cr(n / 2), yuy2(2 * n);
+  for (int red = 0; red < 256; ++red) {
+    for (int r = 0; r < h; ++r)
+      for (int c = 0; c < w; ++c) {
+        const int i = r * w + c, g = c % 2 ? 255 - r : r, b = c / 2;
+        const i64 at = i64{h - 1 - r} * 3 * w + 3 * c;
+        frame[at] = b, frame[at + 1] = g, frame[at + 2] = red;
+        planes[c * h + r] = red, planes[n + c * h + r] = g, planes[2 * n + c * h + r] = b;
+        (void)i;
+      }
+    in(frame.data(), y.data(), cb.data(), cr.data(), w, h, ORIENTATION_ROW_MAJOR);
+    out(planes.data(), planes.data() + n, planes.data() + 2 * n, yuy2.data(), w, h,
+        ORIENTATION_COLUMN_MAJOR);
+    for (int i = 0; i < n; ++i) {
+      const int r = i / w, c = i % w, g = c % 2 ? 255 - r : r, b = c / 2;
+      const bool left = c % 2 == 0;
+      ASSERT_TRUE(y[i] == fwdY(red, g, b) && yuy2[2 * i] == fwdY(red, g, b) &&
+                  (!left || (cb[i / 2] == fwdCb(red, g, b) && cr[i / 2] == fwdCr(red, g, b) &&
+                             yuy2[2 * i + 1] == fwdCb(red, g, b) &&
+                             yuy2[2 * i + 3] == fwdCr(red, g, b))))
+          << "R " << red << " G " << g << " B " << b;
+    }
+  }
+}
+
+// Values the rules pin down, from a one-pair picture.
+TEST(YCbCrTransforms, PinnedValues) {
+  auto forward = [](int r, int g, int b) {
+    std::uint8_t px[8] = {static_cast<std::uint8_t>(b), static_cast<std::uint8_t>(g),
+                          static_cast<std::uint8_t>(r), static_cast<std::uint8_t>(b),
+                          static_cast<std::uint8_t>(g), static_cast<std::uint8_t>(r)};
+    std::uint8_t y[2], cb, cr;
+    MM_GetRGBToYCbCrChannelsInputFcn(kU8)(px, y, &cb, &cr, 2, 1, ORIENTATION_ROW_MAJOR);
+    return std::vector<int>{y[0], cb, cr};
+  };
+  EXPECT_EQ(forward(255, 255, 255), (std::vector<int>{234, 128, 128}));
+  EXPECT_EQ(forward(0, 0, 0), (std::vector<int>{16, 128, 128}));
+  EXPECT_EQ(forward(255, 0, 0), (std::vector<int>{81, 90, 240}));
+  auto backward = [](int y, int cb, int cr) {
+    const std::uint8_t f[4] = {static_cast<std::uint8_t>(y), static_cast<std::uint8_t>(cb),
+                               static_cast<std::uint8_t>(y), static_cast<std::uint8_t>(cr)};
+    std::uint8_t r[2], g[2], b[2];
+    MM_GetYCbCrToRGBChannelsInputFcn(kU8)(f, r, g, b, 2, 1, ORIENTATION_ROW_MAJOR);
+    return std::vector<int>{r[0], g[0], b[0]};
+  };
+  EXPECT_EQ(backward(16, 128, 128), (std::vector<int>{0, 0, 0}));
+  EXPECT_EQ(backward(235, 128, 128), (std::vector<int>{255, 255, 255}));
+  EXPECT_EQ(backward(235, 128, 240)[0], 255);  // red clamps
+  // Wide types store the byte through the 8-bit table: neutral chroma is not zero.
+  const std::uint8_t f[4] = {235, 128, 235, 128};
+  unsigned short y16[2], c16[2];
+  MM_GetYCbCrToYCbCrChannelsInputFcn(VIDEO_UINT16)(f, y16, c16, c16 + 1, 2, 1, ORIENTATION_ROW_MAJOR);
+  EXPECT_EQ(y16[0], 60160);
+  double yd[2], cd[2];
+  MM_GetYCbCrToYCbCrChannelsInputFcn(VIDEO_DOUBLE)(f, yd, cd, cd + 1, 2, 1, ORIENTATION_ROW_MAJOR);
+  EXPECT_EQ(cd[0], static_cast<double>(static_cast<float>(128 / 255.0)));
+  // Grey to YUY2: orientation 0 sends the right luma through the rule twice.
+  for (auto [grey, o, want] : {std::tuple{255, 1, std::vector<int>{234, 128, 234, 128}},
+                               {255, 0, {234, 128, 216, 128}},
+                               {0, 1, {16, 128, 16, 128}},
+                               {0, 0, {16, 128, 30, 128}}}) {
+    const std::uint8_t plane[2] = {static_cast<std::uint8_t>(grey), static_cast<std::uint8_t>(grey)};
+    std::uint8_t yuy2[4];
+    MM_GetIntensityToYCbCrChannelsOutputFcn(kU8)(plane, nullptr, nullptr, yuy2, 2, 1,
+                                                 static_cast<VideoFrameOrientation>(o));
+    EXPECT_EQ(std::vector<int>(yuy2, yuy2 + 4), want) << grey << " orientation " << o;
+  }
+  // Double chroma of 0.0 is byte 0, far from neutral: strong colour.
+  const double yp[2] = {0.5, 0.5}, zero = 0.0;
+  std::uint8_t bgr[8] = {};
+  MM_GetYCbCrToRGBChannelsOutputFcn(VIDEO_DOUBLE)(yp, &zero, &zero, bgr, 2, 1, ORIENTATION_ROW_MAJOR);
+  const RGB want = bwd(128, 0, 0);
+  EXPECT_EQ(std::vector<int>(bgr, bgr + 3), (std::vector<int>{want.b, want.g, want.r}));
+}
+
+// ---- Fast byte kernels against their plain forms ---------------------------------------------
+
+TEST(FrameKernels, FastFormsEqualPlainOnEveryLength) {
+  std::mt19937 rng(7);
+  const YCbCrMatrices m = loadYCbCrMatrices();
+  constexpr int kMax = 133;  // several blocks of 32 pixels or 16 pairs, and every tail
+  Bytes a(8 * kMax), b(8 * kMax), c(8 * kMax);
+  for (auto* v : {&a, &b, &c})
+    for (auto& x : *v) x = static_cast<std::uint8_t>(rng());
+  auto same = [](Bytes x, Bytes y) { return x == y; };
+  for (int n = 0; n <= kMax; ++n) {
+    Bytes o1(8 * kMax, kGuard), o2 = o1, p1(8 * kMax, kGuard), p2 = p1, q1(8 * kMax, kGuard), q2 = q1;
+    mergeBGRRow<kU8>(a.data(), b.data(), c.data(), o1.data(), n);
+    mergeBGRRow_C<kU8>(a.data(), b.data(), c.data(), o2.data(), n);
+    ASSERT_TRUE(same(o1, o2)) << "mergeBGR " << n;
+    planesToYUY2Row<kU8>(a.data(), b.data(), c.data(), o1.data(), n);
+    planesToYUY2Row_C<kU8>(a.data(), b.data(), c.data(), o2.data(), n);
+    ASSERT_TRUE(same(o1, o2)) << "planesToYUY2 " << n;
+    ycbcrToBGRRow<kU8>(a.data(), b.data(), c.data(), o1.data(), n, m);
+    ycbcrToBGRRow_C<kU8>(a.data(), b.data(), c.data(), o2.data(), n, m);
+    ASSERT_TRUE(same(o1, o2)) << "ycbcrToBGR " << n;
+    yuy2ToPlanesRow<kU8>(a.data(), o1.data(), p1.data(), q1.data(), n, nullptr);
+    yuy2ToPlanesRow_C<kU8>(a.data(), o2.data(), p2.data(), q2.data(), n, nullptr);
+    ASSERT_TRUE(same(o1, o2) && same(p1, p2) && same(q1, q2)) << "yuy2ToPlanes " << n;
+    yuy2ToRGBRow<kU8>(a.data(), o1.data(), p1.data(), q1.data(), n, nullptr, m);
+    yuy2ToRGBRow_C<kU8>(a.data(), o2.data(), p2.data(), q2.data(), n, nullptr, m);
+    ASSERT_TRUE(same(o1, o2) && same(p1, p2) && same(q1, q2)) << "yuy2ToRGB " << n;
+    bgrToYCbCrRow<kU8>(a.data(), o1.data(), p1.data(), q1.data(), n, nullptr, m);
+    rgbBytesToYCbCrRow_C<kU8, 3>(a.data() + 2, a.data() + 1, a.data(), o2.data(), p2.data(),
+                                 q2.data(), n, nullptr, m);
+    ASSERT_TRUE(same(o1, o2) && same(p1, p2) && same(q1, q2)) << "bgrToYCbCr " << n;
+  }
+}
+
+// Narrowing by the vector forms equals the rule on every run length, over
+// widened bytes and the edges (NaN, infinities, out of range, halfway points).
+template <int N>
+void expectNarrowRunsEqual() {
+  std::mt19937 rng(N);
+  std::vector<Sample<N>> src(300);
+  for (auto& x : src) x = anySample<N>(rng);
+  for (int n = 0; n <= 300; n += 7) {
+    Bytes fast(300, kGuard), plain(300, kGuard);
+    narrowRun<N>(src.data(), fast.data(), n);
+    narrowRun_C<N>(src.data(), plain.data(), n);
+    ASSERT_EQ(fast, plain) << "type " << N << ", " << n << " samples";
+  }
+}
+TEST(FrameKernels, FastNarrowingEqualsPlain) {
+  expectNarrowRunsEqual<VIDEO_SINGLE>();
+  expectNarrowRunsEqual<VIDEO_DOUBLE>();
+  expectNarrowRunsEqual<VIDEO_INT32>();
+}
+
+// The fast forms take the load-time matrices (where the CPU has them), and a
+// matrix they cannot hold exactly is left to the plain forms.
+TEST(FrameKernels, FastTransformsTakeTheMatricesThatFit) {
+  YCbCrMatrices m = loadYCbCrMatrices();
+  Bytes in(64 * 6, 200), y(64 * 2), cb(64), cr(64);
+  if (simdAtLeast(Simd::kAvx2)) {
+    const FrameSimd& s = frameSimd();
+    EXPECT_EQ(s.mergeBGR(in.data(), in.data(), in.data(), in.data() + 64, 64), 64);
+    EXPECT_EQ(s.yuy2ToPlanes(in.data(), y.data(), cb.data(), cr.data(), 64), 64);
+    EXPECT_EQ(s.planesToYUY2(y.data(), cb.data(), cr.data(), in.data(), 64), 64);
+    EXPECT_EQ(s.yuy2ToRGB(in.data(), y.data(), cb.data(), cr.data(), 32, m), 32);
+    EXPECT_EQ(s.ycbcrToBGR(y.data(), cb.data(), cr.data(), in.data(), 32, m), 32);
+    EXPECT_EQ(s.bgrToYCbCr(in.data(), y.data(), cb.data(), cr.data(), 32, m), 32);
+  }
+  m.fwd[0] = 300;  // luma sums no longer fit 16 bits
+  m.bwd[3] += 1;   // luma gains differ between R and G
+  EXPECT_EQ(frameSimd().bgrToYCbCr(in.data(), y.data(), cb.data(), cr.data(), 64, m), 0);
+  EXPECT_EQ(frameSimd().yuy2ToRGB(in.data(), y.data(), cb.data(), cr.data(), 64, m), 0);
+  EXPECT_EQ(frameSimd().ycbcrToBGR(in.data(), in.data(), in.data(), y.data(), 16, m), 0);
+}
+
+// ---- Round trips ----------------------------------------------------------------------------
+
+template <typename P>
+class RoundTrip : public ::testing::Test {};
+TYPED_TEST_SUITE(RoundTrip, AllTypes);
+
+// BGR frame -> planes -> BGR frame gives back narrow(widen(b)) for every byte
+// (b itself where the type keeps every byte), in both orientations, and
+// leaves the padding of the destination frame alone. Likewise YUY2 -> Y, Cb,
+// Cr -> YUY2.
+TYPED_TEST(RoundTrip, FramesThroughPlanes) {
+  constexpr int N = TypeParam::value;
+  using T = Sample<N>;
+  const auto t = static_cast<VideoDataType>(N);
+  std::mt19937 rng(N);
+  int exact = 0;
+  for (int b = 0; b < 256; ++b) exact += narrow<N>(widen<N>(b)) == b;
+  if (N == VIDEO_DOUBLE || N == VIDEO_SINGLE || N == VIDEO_INT8 || N == VIDEO_UINT8) {
+    EXPECT_EQ(exact, 256);
+  }
+  for (auto [w, h] : {std::pair{1, 1}, {5, 3}, {67, 35}, {130, 17}})
+    for (int o : {0, 1}) {
+      const auto orientation = static_cast<VideoFrameOrientation>(o);
+      const i64 size = bgrStride(w) * h, n = i64{w} * h;
+      Bytes frame(size);
+      for (auto& x : frame) x = static_cast<std::uint8_t>(rng());
+      std::vector<T> planes(3 * n);
+      MM_GetRGBToRGBChannelsInputFcn(t)(frame.data(), planes.data(), planes.data() + n,
+                                        planes.data() + 2 * n, w, h, orientation);
+      Bytes back(size, kGuard);
+      MM_GetRGBToRGBChannelsOutputFcn(t)(planes.data(), planes.data() + n, planes.data() + 2 * n,
+                                         back.data(), w, h, orientation);
+      for (i64 i = 0; i < size; ++i) {
+        const bool pad = i % bgrStride(w) >= 3 * w;
+        ASSERT_EQ(back[i], pad ? kGuard : narrow<N>(widen<N>(frame[i])))
+            << w << " x " << h << " orientation " << o << " byte " << i;
+      }
+      if (w % 2) continue;
+      Bytes yuy2(2 * n);
+      for (auto& x : yuy2) x = static_cast<std::uint8_t>(rng());
+      std::vector<T> ycc(2 * n);
+      MM_GetYCbCrToYCbCrChannelsInputFcn(t)(yuy2.data(), ycc.data(), ycc.data() + n,
+                                            ycc.data() + n + n / 2, w, h, orientation);
+      Bytes again(2 * n, kGuard);
+      MM_GetYCbCrToYCbCrChannelsOutputFcn(t)(ycc.data(), ycc.data() + n, ycc.data() + n + n / 2,
+                                             again.data(), w, h, orientation);
+      for (i64 i = 0; i < 2 * n; ++i)
+        ASSERT_EQ(again[i], narrow<N>(widen<N>(yuy2[i]))) << w << " x " << h << " byte " << i;
+    }
+}
+
+}  // namespace

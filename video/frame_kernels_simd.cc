@@ -1,0 +1,55 @@
+// Run-time choice of the fast byte forms of frame_kernels.h, through the one
+// CPU detection of the library.
+#include "video/frame_kernels_simd.h"
+
+#include "types/cpu.h"
+
+namespace rivulet {
+
+// Defined in frame_kernels_avx2.cc (compiled for AVX2) and
+// frame_kernels_avx512.cc (the AVX2 set with its wider forms).
+extern const FrameSimd kFrameSimdAVX2;
+FrameSimd frameSimdAVX512();
+
+namespace {
+
+int none3(const std::uint8_t*, const std::uint8_t*, const std::uint8_t*, std::uint8_t*, int) {
+  return 0;
+}
+int noneSplit(const std::uint8_t*, std::uint8_t*, std::uint8_t*, std::uint8_t*, int) { return 0; }
+int noneSplitM(const std::uint8_t*, std::uint8_t*, std::uint8_t*, std::uint8_t*, int,
+               const YCbCrMatrices&) {
+  return 0;
+}
+int noneMergeM(const std::uint8_t*, const std::uint8_t*, const std::uint8_t*, std::uint8_t*, int,
+               const YCbCrMatrices&) {
+  return 0;
+}
+
+template <typename T>
+int noneNarrow(const T*, std::uint8_t*, int, float, float) {
+  return 0;
+}
+
+constexpr FrameSimd kNone = {&none3,           &noneSplit,         &none3,
+                             &noneSplitM,      &noneMergeM,        &noneSplitM,
+                             &noneNarrow<float>, &noneNarrow<double>, &noneNarrow<std::int32_t>};
+
+const FrameSimd& pick() {
+  if (simdAtLeast(Simd::kAvx512)) {
+    static const FrameSimd avx512 = frameSimdAVX512();
+    return avx512;
+  }
+  FrameSimd const* const forms[] = {&kNone, nullptr, nullptr, &kFrameSimdAVX2};
+  return *widestForm(forms);
+}
+
+}  // namespace
+
+const FrameSimd& frameSimd() {
+  static const FrameSimd& picked = pick();
+  return picked;
+}
+const FrameSimd& frameSimdNone() { return kNone; }
+
+}  // namespace rivulet

@@ -1,0 +1,49 @@
+// Fast forms of the byte (VIDEO_UINT8) row kernels of frame_kernels.h. Each
+// does the leading whole blocks of a run and returns how many units (pixels
+// or pairs) it did; the caller finishes the rest with the plain form. The set
+// is picked once, from what the CPU reports, when the library is loaded; a
+// build with RIVULET_NO_SIMD, or a CPU without the instructions, gets forms
+// that do nothing.
+#ifndef RIVULET_VIDEO_FRAME_KERNELS_SIMD_H
+#define RIVULET_VIDEO_FRAME_KERNELS_SIMD_H
+
+#include <cstdint>
+
+namespace rivulet {
+
+struct YCbCrMatrices;
+
+struct FrameSimd {
+  // Byte planes to BGR pixels (blue, green, red): n pixels.
+  int (*mergeBGR)(const std::uint8_t* red, const std::uint8_t* green, const std::uint8_t* blue,
+                  std::uint8_t* out, int n);
+  // YUY2 macro-pixels to Y, Cb, Cr byte runs, and back: pairs.
+  int (*yuy2ToPlanes)(const std::uint8_t* f, std::uint8_t* y, std::uint8_t* cb, std::uint8_t* cr,
+                      int pairs);
+  int (*planesToYUY2)(const std::uint8_t* y, const std::uint8_t* cb, const std::uint8_t* cr,
+                      std::uint8_t* out, int pairs);
+  // YUY2 macro-pixels to R, G, B byte runs by the backward transform: pairs.
+  int (*yuy2ToRGB)(const std::uint8_t* f, std::uint8_t* red, std::uint8_t* green,
+                   std::uint8_t* blue, int pairs, const YCbCrMatrices& m);
+  // Y, Cb, Cr byte runs to BGR pixels by the backward transform: pairs.
+  int (*ycbcrToBGR)(const std::uint8_t* y, const std::uint8_t* cb, const std::uint8_t* cr,
+                    std::uint8_t* out, int pairs, const YCbCrMatrices& m);
+  // BGR pixels to Y, Cb, Cr byte runs by the forward transform: pairs.
+  int (*bgrToYCbCr)(const std::uint8_t* bgr, std::uint8_t* y, std::uint8_t* cb, std::uint8_t* cr,
+                    int pairs, const YCbCrMatrices& m);
+  // Narrowing of n samples to bytes by the saturating single-precision rule,
+  // with the type's min (lo) and max - min (range) as single: float, double
+  // and int32 samples.
+  int (*narrowSingle)(const float* src, std::uint8_t* dst, int n, float lo, float range);
+  int (*narrowDouble)(const double* src, std::uint8_t* dst, int n, float lo, float range);
+  int (*narrowInt32)(const std::int32_t* src, std::uint8_t* dst, int n, float lo, float range);
+};
+
+// The set picked for this machine.
+const FrameSimd& frameSimd();
+// The set that does nothing (every run left to the plain forms).
+const FrameSimd& frameSimdNone();
+
+}  // namespace rivulet
+
+#endif
