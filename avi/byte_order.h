@@ -24,6 +24,25 @@ inline std::uint64_t readLE64(const void* p) {
   return static_cast<std::uint64_t>(readLE32(b)) | (static_cast<std::uint64_t>(readLE32(b + 4)) << 32);
 }
 
+// The encoders: the value, least significant byte first, at 'p'.
+inline void putLE16(void* p, std::uint16_t v) {
+  unsigned char* b = static_cast<unsigned char*>(p);
+  b[0] = static_cast<unsigned char>(v);
+  b[1] = static_cast<unsigned char>(v >> 8);
+}
+
+inline void putLE32(void* p, std::uint32_t v) {
+  unsigned char* b = static_cast<unsigned char*>(p);
+  putLE16(b, static_cast<std::uint16_t>(v));
+  putLE16(b + 2, static_cast<std::uint16_t>(v >> 16));
+}
+
+inline void putLE64(void* p, std::uint64_t v) {
+  unsigned char* b = static_cast<unsigned char*>(p);
+  putLE32(b, static_cast<std::uint32_t>(v));
+  putLE32(b + 4, static_cast<std::uint32_t>(v >> 32));
+}
+
 // A RIFF chunk size: odd sizes are followed by one pad byte, so the walk steps
 // by the size rounded up to even. Widened so that 0xFFFFFFFF becomes 2^32
 // rather than wrapping to 0.

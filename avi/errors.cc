@@ -9,7 +9,7 @@ namespace {
 
 // Texts indexed by code; null where a code has a text built at run time (1 to
 // 3, which name the file) or none at all (0, 43).
-constexpr std::array<const char*, 45> kMessages = {
+constexpr std::array<const char*, 51> kMessages = {
     nullptr,  // 0: no failure
     nullptr,  // 1: built below
     nullptr,  // 2: built below
@@ -55,8 +55,14 @@ constexpr std::array<const char*, 45> kMessages = {
     "WAVE files are only supported on Windows platforms.",
     nullptr,  // 43: no text of its own
     "Read attempted for a video that is not indexed",
+    nullptr,  // 45: no text of its own
+    "File is not open for writing",
+    "Streams cannot be set up after the first chunk was written",
+    "No such stream was set up for this file",
+    "Frame is larger than the frame size set up for the video stream",
+    "Writing stopped after an earlier write failure",
 };
-static_assert(kMessages.size() == VIDEO_NOT_INDEXED + 1, "one slot per code up to 44");
+static_assert(kMessages.size() == WRITE_AFTER_FAILURE + 1, "one slot per code up to 50");
 
 }  // namespace
 

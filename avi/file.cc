@@ -1,6 +1,7 @@
 // avi::File: construction, opening and closing, the stored failures and the
 // getters.
 #include <sys/types.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -93,7 +94,12 @@ File::File()
       streamLength(0),
       rowBufferSize(0),
       subIndexBytesRead(0),
-      indexDepth(0) {}
+      indexDepth(0),
+      writePos(0),
+      videoDeclared(false),
+      audioDeclared(false),
+      chunksWritten(false),
+      writeFailed(false) {}
 
 File::~File() {
   close();
@@ -124,7 +130,8 @@ unsigned char File::open(const char* path, const char* mode) {
     case 'r':
       return openRead(path);
     case 'w':
-      fileMode = 1;
+      fileMode = MODE_WRITE;
+      resetWriter();
       fileHandle = std::fopen(path, "wb");
       if (fileHandle == nullptr) {
         // fileName is left alone here: the message names whatever stood there.
@@ -195,8 +202,19 @@ void File::close() {
       rowBufferSize = 0;
     }
   }
-  // The finishing steps of a written file (closing the last segment, the
-  // header pass and the writer reset) belong to the writing side.
+  if (fileMode == MODE_WRITE) {
+    // The second pass: the last segment's indexes, then the headers. A file
+    // with no stream declared since open stays empty.
+    if (videoDeclared || audioDeclared) {
+      closeCurRiffChunk();
+      writeHeader();
+      if (writeFailed) {
+        // Cut the remains of a failed write behind the last complete record.
+        (void)ftruncate(fileno(fileHandle), static_cast<off_t>(writePos));
+      }
+    }
+    resetWriter();
+  }
   std::fclose(fileHandle);
   fileHandle = nullptr;
   videoFramesRead = 0;

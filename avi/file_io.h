@@ -1,8 +1,12 @@
-// 64-bit positioning of the C streams of the AVI reader.
+// 64-bit positioning and checked transfers of the C streams of the AVI container.
 #ifndef RIVULET_AVI_FILE_IO_H
 #define RIVULET_AVI_FILE_IO_H
 
 #include <sys/types.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <cerrno>
 
 #include <cstdint>
 #include <cstdio>
@@ -30,6 +34,42 @@ inline std::uint64_t position(std::FILE* f) {
 // Reads exactly 'count' bytes; false on a short read.
 inline bool readExactly(std::FILE* f, void* buffer, std::size_t count) {
   return count == 0 || std::fread(buffer, 1, count, f) == count;
+}
+
+// Writes every byte of the 'count' pieces at 'pos' of the file 'fd', without
+// moving the stream's own position. Short writes and interrupted calls are
+// taken up again; false when the system refuses a byte (full file system,
+// file size limit, I/O error). The pieces are consumed.
+inline bool writeAllAt(int fd, std::uint64_t pos, iovec* pieces, int count) {
+  while (count > 0) {
+    if (pieces->iov_len == 0) {
+      ++pieces;
+      --count;
+      continue;
+    }
+    if (pos > static_cast<std::uint64_t>(std::numeric_limits<off_t>::max())) {
+      return false;
+    }
+    const ssize_t done = pwritev(fd, pieces, count, static_cast<off_t>(pos));
+    if (done < 0 && errno == EINTR) {
+      continue;
+    }
+    if (done <= 0) {
+      return false;
+    }
+    pos += static_cast<std::uint64_t>(done);
+    std::size_t left = static_cast<std::size_t>(done);
+    while (count > 0 && left >= pieces->iov_len) {
+      left -= pieces->iov_len;
+      ++pieces;
+      --count;
+    }
+    if (count > 0) {
+      pieces->iov_base = static_cast<char*>(pieces->iov_base) + left;
+      pieces->iov_len -= left;
+    }
+  }
+  return true;
 }
 
 }  // namespace avi::io

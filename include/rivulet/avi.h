@@ -55,6 +55,7 @@
 #ifndef RIVULET_AVI_H
 #define RIVULET_AVI_H
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <string>
@@ -114,7 +115,13 @@ enum error_T {
   WAVE_UNSUPPORTED = 42,
   RESERVED_43 = 43,  // has no text: "Unknown error (2b)"
   VIDEO_NOT_INDEXED = 44,
-  BAD_INDEX_ENTRY_SIZE = 45  // has no text: "Unknown error (2d)"
+  BAD_INDEX_ENTRY_SIZE = 45,  // has no text: "Unknown error (2d)"
+  // Calls to a writer out of order (see "Writing" in avi::File).
+  NOT_OPEN_FOR_WRITING = 46,
+  SETUP_AFTER_FRAMES = 47,
+  STREAM_NOT_DECLARED = 48,
+  FRAME_TOO_LARGE = 49,
+  WRITE_AFTER_FAILURE = 50
 };
 
 }  // namespace errors
@@ -302,6 +309,69 @@ class RIVULET_API File {
   unsigned int getRGB24VideoFrameSize();
   unsigned int getIndexedVideoFrameSize();
 
+  // ---- Writing -----------------------------------------------------------
+  // Order of calls: open(path, "w"); setNumSuperIndexEntries if wanted;
+  // setVideoInfo and/or setAudioInfo (the stream declared first is stream 0);
+  // setColormap for 8-bit video; then writeVideoFrame and writeAudio in the
+  // interleave the host wants; close, which writes the indexes of the last
+  // segment and all headers. Rates: video gets dwScale 1000000 and dwRate =
+  // frameRate * 1000000 truncated; audio gets dwScale = 4294967295 / rate and
+  // dwRate = dwScale * rate, both truncated; nSamplesPerSec is rounded.
+  //
+  // Frames are written as the host hands them: rows bottom-up, each padded to
+  // four bytes, 24-bit pixels blue, green, red. A file is cut into RIFF
+  // segments below 2 GiB each (an "AVI " segment, then "AVIX" ones), indexed
+  // by idx1 (first segment), one ix0N per stream and segment, and indx.
+  //
+  // Each chunk is one write straight from the caller's buffer (no copy), and
+  // costs 16 bytes of memory until its segment ends. The header gap is
+  // written with zeros when a stream is declared, so the final header pass
+  // needs no new room on the file system.
+  //
+  // Guards for calls out of order, each storing a code and changing nothing
+  // (neither the file nor the writer's state):
+  //  - any set-up or write call on an object not open for writing (before
+  //    open, after close, or open for reading): code 46. setColormap keeps
+  //    its own code 22 on an object that was never a writer.
+  //  - setVideoInfo, setAudioInfo or setNumSuperIndexEntries after the first
+  //    chunk was written: code 47 (the header gap is fixed by then).
+  //  - writeVideoFrame before setVideoInfo, writeAudio before setAudioInfo
+  //    (in this file): code 48.
+  //  - writeVideoFrame(data, size) with a size above the frame size that
+  //    setVideoInfo declared (0 for depths 2, 4, 16, 32: no limit): code 49.
+  //  - once a write of the file has failed (code 6), every later
+  //    writeVideoFrame and writeAudio stores code 50 and writes nothing. The
+  //    failed chunk is dropped from the indexes; close still writes the
+  //    indexes and headers, so the chunks written before the failure stay
+  //    readable when the file system lets those last writes through.
+  // A write that fails stores code 6. A frame size or a position that does
+  // not fit the 32-bit fields throws boost::numeric::positive_overflow.
+  static constexpr std::int32_t MODE_READ = 0;
+  static constexpr std::int32_t MODE_WRITE = 1;
+  // Depth 24 (the shorter forms), 8 (needs setColormap before close), or 2, 4,
+  // 16, 32 (no size rule: write those frames with writeVideoFrame(data, size)).
+  // Any other depth stores code 41. A four-character fourCC marks the frames
+  // as compressed by the host: chunks "0Ndc" and biCompression = fourCC.
+  void setVideoInfo(unsigned int width, unsigned int height, double frameRate);
+  void setVideoInfo(unsigned int width, unsigned int height, double frameRate, const std::string& fourCC);
+  void setVideoInfo(unsigned int width, unsigned int height, double frameRate, const std::string& fourCC,
+                    unsigned int bitsPerPixel);
+  // chunkBytes: the bytes of every writeAudio buffer. An odd size is stored
+  // with a zero pad byte after it; only chunkBytes are read from the buffer.
+  void setAudioInfo(double sampleRate, unsigned int bitsPerSample, unsigned int numChannels,
+                    unsigned int chunkBytes);
+  // At most 256 entries (code 25), set once (code 24), on a writer (code 22).
+  void setColormap(const std::vector<tagRGBQUAD>& map);
+  // Slots reserved in the header for each stream's super index, one per RIFF
+  // segment of up to 2 GiB; 4096 by default.
+  void setNumSuperIndexEntries(size_t entries);
+  // One frame of the declared frame size; or of 'size' bytes (compressed
+  // frames, depths without a size rule).
+  void writeVideoFrame(char* data);
+  void writeVideoFrame(char* data, unsigned int size);
+  // One audio buffer of the chunkBytes given to setAudioInfo.
+  void writeAudio(char* data);
+
  private:
   static constexpr unsigned int MAX_STREAMS = 8;
 
@@ -347,6 +417,57 @@ class RIVULET_API File {
   // readVideoFrame for the uncompressed reads: false when a failure is stored.
   bool readUncompressedVideoFrame(char* buffer, long long frame);
   bool expandToRgb24(char* frame);
+
+  // Writer: set-up and sizing.
+  bool writerUsable();
+  void initWriter();
+  void resetWriter();
+  void populateMainHeader();
+  void populateVideoStreamHeader();
+  void populateAudioStreamHeader();
+  void populateBitmapHeader();
+  void populateWaveHeader();
+  unsigned int getHeaderLength();
+  unsigned int getStrlLength(unsigned char hasStream, unsigned int fixedBytes, unsigned long long entries);
+  unsigned int getOpenDMLHeaderLength();
+  unsigned int getOpenDMLSuperIndexLength(unsigned long long entries);
+  unsigned int getOpenDMLStandardIndexLength(unsigned long long entries);
+  unsigned int getMoviLength();
+  unsigned int getLegacyIndexLength();
+  // Writer: the checked write of bytes at 'pos'; code 6 and false on failure.
+  // 'zeroPad' zero bytes follow the body.
+  bool writeAt(std::uint64_t pos, const void* head, std::size_t headSize, const void* body = nullptr,
+               std::size_t bodySize = 0, std::size_t zeroPad = 0);
+  // Writer: headers (the second pass), laid out in memory, written at once.
+  void writeHeader();
+  void writeVideoStreamHeader(std::string& out);
+  void writeAudioStreamHeader(std::string& out);
+  void writeOpenDMLHeader(std::string& out);
+  static void writeChunk(std::string& out, const char* id, unsigned int size);
+  static void writeList(std::string& out, const char* id, unsigned int size, const char* type);
+  void copyMainHeader2Buf(char* const buffer);
+  void copyStreamHeader2Buf(char* const buffer, unsigned int streamNumber);
+  void copyBitmapHeader2Buf(char* const buffer);
+  void copyWaveHeader2Buf(char* const buffer);
+  // Writer: chunks and RIFF segments.
+  void writeMoviEntry(const char* data, unsigned int chunkSize, unsigned int dataSize, const char* chunkId,
+                      std::vector<IndexEntry>& index);
+  unsigned int getCurRiffChunkSize();
+  bool atRiffBoundary(unsigned long long dataSize);
+  void updateRiffChunk(unsigned long long dataSize);
+  void closeCurRiffChunk();
+  bool isFirstRiffChunk();
+  void writeAVIXChunk();
+  // Writer: indexes.
+  void writeLegacyIndex(std::string& out);
+  void writeOpenDMLStandardIndex(std::string& out, const char* chunkId, unsigned int streamNumber,
+                                 const std::vector<IndexEntry>& entries, std::vector<SuperIndexEntry>& superIndex);
+  void writeOpenDMLSuperIndex(std::string& out, const char* chunkId, const std::vector<SuperIndexEntry>& superIndex);
+  static void writeOpenDMLBaseIndex(std::string& out, const char* chunkId, unsigned short longsPerEntry,
+                                    unsigned char indexType, unsigned int entriesInUse);
+  static void populateOpenDMLBaseIndex(aviindex_chunk& chunk, const char* chunkId, unsigned short longsPerEntry,
+                                       unsigned char indexType, unsigned int entriesInUse);
+  static void copyOpenDMLBaseIndex2Buf(const aviindex_chunk& chunk, char* const buffer);
 
   std::string errorMsg;
   std::uint32_t errorCode;
@@ -403,6 +524,15 @@ class RIVULET_API File {
   std::uint64_t rowBufferSize;
   std::uint64_t subIndexBytesRead;
   unsigned int indexDepth;
+
+  // Writer bookkeeping: the next write position (the writer tracks it itself
+  // and writes at explicit positions), the streams declared since open,
+  // whether a chunk was written, and whether a write has failed.
+  std::uint64_t writePos;
+  bool videoDeclared;
+  bool audioDeclared;
+  bool chunksWritten;
+  bool writeFailed;
 };
 
 }  // namespace avi
