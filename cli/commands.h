@@ -42,12 +42,17 @@ struct AudioOptions {
 int runInfo(const InfoOptions& o, const Common& common);
 int runFrames(const FramesOptions& o, const Common& common);
 int runAudio(const AudioOptions& o, const Common& common);
+// A test file of frames frames at num/den frames a second; rate 0: no sound.
+int runMake(const std::string& output, unsigned width, unsigned height, std::uint64_t num, std::uint64_t den,
+            std::uint64_t frames, unsigned bits, unsigned rate, unsigned channels, const Common& common);
 
 // Each sets status to its exit code when its subcommand ran.
 void addInfo(CLI::App& app, Common& common, int& status);
 void addFrames(CLI::App& app, Common& common, int& status);
 void addAudio(CLI::App& app, Common& common, int& status);
-void addMore(CLI::App& app, Common& common, int& status);
+void addMake(CLI::App& app, Common& common, int& status);
+void addConvert(CLI::App& app, Common& common, int& status);
+void addDemo(CLI::App& app, Common& common, int& status);
 
 }  // namespace cli
 

@@ -22,7 +22,9 @@ int main(int argc, char** argv) {
   cli::addInfo(app, common, status);
   cli::addFrames(app, common, status);
   cli::addAudio(app, common, status);
-  cli::addMore(app, common, status);
+  cli::addMake(app, common, status);
+  cli::addConvert(app, common, status);
+  cli::addDemo(app, common, status);
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp& e) {
