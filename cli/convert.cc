@@ -22,6 +22,7 @@ const std::size_t kSampleBytes[] = {8, 4, 1, 1, 2, 2, 4, 4, 1};
 
 int runConvert(const ConvertOptions& o, const Common& common) {
   if (samePath(o.input, o.output)) failOutput(o.output, "is the input file");
+  checkOutput(o.output, common);
   avi::File in;
   openForReading(in, o.input);
   if (!in.hasVideo()) failInput(o.input, "has no video stream");

@@ -114,6 +114,8 @@ nlohmann::ordered_json toJson(const std::string& path, avi::File& file, const La
     s["sample_rate"] = std::to_string(file.getAudioSampleRate());
     s["channels"] = file.getAudioNumberOfChannels();
     s["bits_per_sample"] = file.getAudioBitsPerSample();
+    s["r_frame_rate"] = "0/0";
+    s["avg_frame_rate"] = "0/0";
     s["duration"] = seconds(f.audioSeconds);
     if (f.blockAlign) s["nb_frames"] = std::to_string(f.audioBytes / f.blockAlign);
     streams.push_back(s);
