@@ -385,11 +385,12 @@ TEST_F(Cli, BrokenInputsFailWithOneLineAndCode2) {
   broken.replace(broken.find("avih"), 4, "xxxx");  // no main header
   std::ofstream(path("broken.avi"), std::ios::binary) << broken;
   ::mkdir(path("adir.avi").c_str(), 0777);
+  const std::string commands[] = {"info", "frames -o " + dir + "/x", "audio -o " + dir + "/x.wav", "convert"};
   for (const char* name : {"empty.avi", "truncated.avi", "garbage.avi", "broken.avi", "missing.avi", "adir.avi"})
-    for (const std::string& command : {std::string("info"), "frames -o " + path("x"), "audio -o " + path("x.wav"), std::string("convert")}) {
+    for (const std::string& command : commands) {
       SCOPED_TRACE(std::string(name) + " " + command);
       std::string args = command + " " + path(name);
-      if (command == "convert") args += " " + path("x.avi");
+      if (command == "convert") args += " " + dir + "/x.avi";
       Result r = rivulet(args);
       EXPECT_EQ(r.code, 2) << r.err;
       EXPECT_EQ(r.err.rfind("rivulet: " + path(name) + ": ", 0), 0u) << r.err;
