@@ -54,3 +54,9 @@ cmake --install "$build" >/dev/null
 check "$work/private" "$work/private" lib private
 # The private prefix's command finds its library without help.
 env -u LD_LIBRARY_PATH "$work/private/bin/rivulet" --version >/dev/null || fail "private: rivulet needs LD_LIBRARY_PATH"
+# The command's end-to-end tests, on the installed command.
+if [ -x "$build/tests/cli/cli_test" ]; then
+  RIVULET_CLI="$work/private/bin/rivulet" "$build/tests/cli/cli_test" --gtest_brief=1 >"$work/cli_test.log" 2>&1 ||
+    { cat "$work/cli_test.log" >&2; fail "private: the command's tests failed on the installed rivulet"; }
+  echo "install check: private: the command's end-to-end tests pass on the installed rivulet"
+fi
