@@ -50,9 +50,15 @@ int runAudio(const AudioOptions& o, const Common& common) {
     failInput(o.input, "audio of " + std::to_string(channels) + " channels at " + std::to_string(bits) +
                            " bits cannot be written as WAV");
   const std::uint64_t total = file.getAudioTotalBytes() / blockAlign;  // sample periods
-  const std::uint64_t first = std::min<std::uint64_t>(total, std::uint64_t(std::floor(o.firstSecond * rate)));
+  // Whole periods from floor(seconds * rate), clamped to the stream before
+  // any conversion to an integer.
+  auto periodsIn = [&](double seconds, std::uint64_t limit) {
+    double p = std::floor(seconds * rate);
+    return p >= double(limit) ? limit : std::uint64_t(p);
+  };
+  const std::uint64_t first = periodsIn(o.firstSecond, total);
   std::uint64_t periods = total - first;
-  if (o.seconds >= 0) periods = std::min<std::uint64_t>(periods, std::uint64_t(std::floor(o.seconds * rate)));
+  if (o.seconds >= 0) periods = periodsIn(o.seconds, periods);
   const std::uint64_t bytes = periods * blockAlign;
   if (bytes > 0xFFFFFFFFull - 36) failOutput(o.output, "more than 4 GiB of audio does not fit a WAV file");
 

@@ -68,6 +68,18 @@ void openForReading(avi::File& file, const std::string& path) {
   if (file.getErrorCode() != 0) throw Failure(EXIT_INPUT, aviFailure(path, file));
 }
 
+void checkFrameGeometry(avi::File& file, const std::string& path) {
+  if (!file.hasVideo()) failInput(path, "has no video stream");
+  const std::uint64_t w = file.getVideoWidth(), h = file.getVideoHeight();
+  const std::uint64_t bits = std::max(8u, file.getVideoBitsPerPixel());
+  struct stat st;
+  const std::uint64_t fileBytes = ::stat(path.c_str(), &st) == 0 ? std::uint64_t(st.st_size) : 0;
+  if (w == 0 || h == 0 || w * h > kMaxPixels ||
+      (file.getVideoTotalFrames() != 0 && ((w * bits / 8 + 3) & ~std::uint64_t(3)) * h > fileBytes))
+    failInput(path, "frame size " + std::to_string(w) + "x" + std::to_string(h) + " at " +
+                        std::to_string(file.getVideoBitsPerPixel()) + " bits is out of range for the file");
+}
+
 void checkOutput(const std::string& path, const Common& common) {
   struct stat st;
   if (::stat(path.c_str(), &st) != 0) return;

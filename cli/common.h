@@ -45,6 +45,13 @@ std::map<std::string, VideoFrameOrientation> orderMap();
 // Opens an AVI file for reading; a stored failure ends the command (code 2).
 void openForReading(avi::File& file, const std::string& path);
 
+// Ends the command (code 2) when the frame geometry of an open file is out of
+// range, or when the file has frames and one would be larger than the whole
+// file (a file without frames gets no frame buffers): sizes
+// that drive the command's buffers come from the header and are checked
+// before anything is allocated.
+void checkFrameGeometry(avi::File& file, const std::string& path);
+
 // Refuses an existing output unless overwrite is set (code 3).
 void checkOutput(const std::string& path, const Common& common);
 // fopen for writing that honours the overwrite rule atomically.

@@ -25,10 +25,8 @@ int runConvert(const ConvertOptions& o, const Common& common) {
   checkOutput(o.output, common);
   avi::File in;
   openForReading(in, o.input);
-  if (!in.hasVideo()) failInput(o.input, "has no video stream");
+  checkFrameGeometry(in, o.input);
   const unsigned w = in.getVideoWidth(), h = in.getVideoHeight();
-  if (w == 0 || h == 0 || std::uint64_t(w) * h > kMaxPixels)
-    failInput(o.input, "frame size " + std::to_string(w) + "x" + std::to_string(h) + " is not supported");
   const std::uint64_t vRate = in.getVideoStreamRate(), vScale = in.getVideoStreamScale();
   if (vRate == 0 || vScale == 0) failInput(o.input, "has no frame rate");
 
@@ -53,10 +51,11 @@ int runConvert(const ConvertOptions& o, const Common& common) {
   out.video(w, h, double(vRate) / vScale, o.bits);
   if (chunks) out.audio(aRate, aBits, channels, unsigned(chunkBytes));
 
-  const std::size_t pixels = std::size_t(w) * h, sample = kSampleBytes[o.via];
-  std::vector<unsigned char> frame(std::max<std::size_t>(in.getRGB24VideoFrameSize(), in.getVideoChunkSize()));
-  std::vector<unsigned char> planes(3 * pixels * sample), bgr(bgrStride(w) * h, 0),
-      stored(storedFrameBytes(w, h, o.bits)), sound(chunkBytes);
+  const std::uint64_t total = in.getVideoTotalFrames();
+  const std::size_t pixels = total ? std::size_t(w) * h : 0, sample = kSampleBytes[o.via];
+  std::vector<unsigned char> frame(total ? std::max<std::size_t>(in.getRGB24VideoFrameSize(), in.getVideoChunkSize()) : 0);
+  std::vector<unsigned char> planes(3 * pixels * sample), bgr(total ? bgrStride(w) * h : 0, 0),
+      stored(total ? storedFrameBytes(w, h, o.bits) : 0), sound(chunkBytes);
   auto writeSound = [&](std::uint64_t chunk) {
     if (chunk >= chunks) return;
     in.readAudio(reinterpret_cast<char*>(sound.data()), chunkBytes);
@@ -64,7 +63,6 @@ int runConvert(const ConvertOptions& o, const Common& common) {
     out.audioChunk(sound.data());
   };
 
-  const std::uint64_t total = in.getVideoTotalFrames();
   Progress progress(common, "frames", total);
   for (std::uint64_t n = 0; n < total; ++n) {
     in.readRGB24VideoFrame(reinterpret_cast<char*>(frame.data()), static_cast<long long>(n));

@@ -34,10 +34,8 @@ std::string frameName(const std::string& directory, std::uint64_t frame, const c
 int runFrames(const FramesOptions& o, const Common& common) {
   avi::File file;
   openForReading(file, o.input);
-  if (!file.hasVideo()) failInput(o.input, "has no video stream");
+  checkFrameGeometry(file, o.input);
   const unsigned w = file.getVideoWidth(), h = file.getVideoHeight();
-  if (w == 0 || h == 0 || std::uint64_t(w) * h > kMaxPixels)
-    failInput(o.input, "frame size " + std::to_string(w) + "x" + std::to_string(h) + " is not supported");
   makeDirectory(o.directory);
 
   VideoInputFcn toPlanes = nullptr;
@@ -48,6 +46,10 @@ int runFrames(const FramesOptions& o, const Common& common) {
     static const std::size_t sizes[] = {8, 4, 1, 1, 2, 2, 4, 4, 1};
     sampleBytes = sizes[o.type];
   }
+  const std::uint64_t total = file.getVideoTotalFrames();
+  std::uint64_t wanted = o.first < total ? (total - o.first + o.every - 1) / o.every : 0;
+  wanted = std::min(wanted, o.count);
+  if (wanted == 0) return EXIT_DONE;
   const std::size_t pixels = std::size_t(w) * h;
   std::vector<unsigned char> frame(std::max<std::size_t>(file.getRGB24VideoFrameSize(), file.getVideoChunkSize()));
   std::vector<unsigned char> out(o.format == ImageFormat::NPY ? 3 * pixels * sampleBytes : 3 * pixels);
@@ -60,9 +62,6 @@ int runFrames(const FramesOptions& o, const Common& common) {
                         column ? std::vector<std::size_t>{h, w, 3} : std::vector<std::size_t>{3, h, w});
   }
 
-  const std::uint64_t total = file.getVideoTotalFrames();
-  std::uint64_t wanted = o.first < total ? (total - o.first + o.every - 1) / o.every : 0;
-  wanted = std::min(wanted, o.count);
   Progress progress(common, "frames", wanted);
   std::uint64_t done = 0;
   for (std::uint64_t n = o.first; done < wanted; n += o.every) {

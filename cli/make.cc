@@ -139,8 +139,9 @@ void addMake(CLI::App& app, Common& common, int& status) {
     if (m[2].matched) channels = unsigned(std::stoul(m[2]));
     if (rate != 0 && (rate < 1000 || rate > 768000 || channels == 0 || channels > 16))
       throw Failure(EXIT_USAGE, "--audio out of range: " + o->audio);
-    std::uint64_t count = frames->count() ? o->frames : std::uint64_t(std::llround(o->seconds * num / den));
-    if (o->seconds < 0 || count > 0xFFFFFFFFu) throw Failure(EXIT_USAGE, "length out of range");
+    const double length = frames->count() ? double(o->frames) : std::round(o->seconds * num / den);
+    if (!(length >= 0 && length <= 0xFFFFFFFFu)) throw Failure(EXIT_USAGE, "length out of range");
+    const std::uint64_t count = std::uint64_t(length);
     status = runMake(o->output, w, h, num, den, count, o->bits, rate, channels, common);
   });
 }
