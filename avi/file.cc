@@ -99,7 +99,8 @@ File::File()
       videoDeclared(false),
       audioDeclared(false),
       chunksWritten(false),
-      writeFailed(false) {}
+      writeFailed(false),
+      provisionalHeader(false) {}
 
 File::~File() {
   close();
@@ -185,7 +186,7 @@ unsigned char File::openInformation(const std::string& path) {
     setError(errors::OPEN_FAILED);
     return 0;
   }
-  fileMode = 0;
+  fileMode = MODE_READ;
   parseFile();
   return errorCode == 0;
 }
@@ -194,7 +195,7 @@ void File::close() {
   if (fileHandle == nullptr) {
     return;
   }
-  if (fileMode == 0) {
+  if (fileMode == MODE_READ) {
     colormap.clear();
     if (needsFlip && rowBuffer != nullptr) {
       std::free(rowBuffer);

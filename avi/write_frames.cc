@@ -94,13 +94,16 @@ void File::writeMoviEntry(const char* data, unsigned int chunkSize, unsigned int
   char head[8];
   std::memcpy(head, chunkId, 4);
   putLE32(head + 4, chunkSize);
-  if (!writeAt(writePos, head, sizeof head, data, chunkSize, dataSize - chunkSize)) {
+  // At most the one pad byte of an odd audio chunk (none where the even size
+  // wrapped to 0).
+  const std::uint32_t pad = dataSize > chunkSize ? 1 : 0;
+  if (!writeAt(writePos, head, sizeof head, data, chunkSize, pad)) {
     // Dropped from the index: close writes the indexes over its remains.
     index.pop_back();
     return;
   }
-  writePos += 8 + static_cast<std::uint64_t>(dataSize);
-  curMoviBytes += dataSize + 8;
+  writePos += 8 + static_cast<std::uint64_t>(chunkSize) + pad;
+  curMoviBytes += 8 + chunkSize + pad;
 }
 
 bool File::isFirstRiffChunk() { return videoSuperIndex->empty() && audioSuperIndex->empty(); }

@@ -97,7 +97,7 @@ void File::copyWaveHeader2Buf(char* const buffer) {
 void File::writeVideoStreamHeader(std::string& out) {
   const std::uint32_t colormapBytes = static_cast<std::uint32_t>(colormap.size() * sizeof(tagRGBQUAD));
   const bool indexed = videoFormat.biBitCount == 8;
-  if (indexed && colormapBytes == 0) {
+  if (indexed && colormapBytes == 0 && !provisionalHeader) {
     // Nothing of the list is written; the JUNK filler takes its room.
     setError(errors::COLORMAP_REQUIRED);
     return;
@@ -146,11 +146,14 @@ void File::writeOpenDMLHeader(std::string& out) {
   appendLE32(out, firstRiffVideoEntries + laterVideoFrames);
 }
 
-void File::writeHeader() {
+void File::writeHeader(bool provisional) {
   const std::uint32_t headerLength = getHeaderLength();
   std::string out;
   out.reserve(headerLength + 32);
-  writeList(out, "RIFF", firstRiffEnd - 8, "AVI ");
+  provisionalHeader = provisional;
+  // A provisional header leaves both sizes open (0): the file ends where the
+  // writer stopped.
+  writeList(out, "RIFF", provisional ? 0 : firstRiffEnd - 8, "AVI ");
   writeList(out, "LIST", headerLength, "hdrl");
   writeChunk(out, "avih", 56);
   populateMainHeader();
@@ -183,13 +186,13 @@ void File::writeHeader() {
     writeChunk(out, "JUNK", junk);
     moviFrameAt = static_cast<std::size_t>(headerLength) + 20;
   }
-  // The JUNK payload is already zero on disk (initWriter) and is written as
-  // zeros again here, so the whole gap goes out in one write.
+  // The JUNK payload is written as zeros, so the whole gap goes out in one
+  // write.
   if (out.size() < moviFrameAt + 12) {
     out.resize(moviFrameAt + 12, '\0');
   }
   std::string movi;
-  writeList(movi, "LIST", getMoviLength(), "movi");
+  writeList(movi, "LIST", provisional ? 0 : getMoviLength(), "movi");
   out.replace(moviFrameAt, 12, movi);
   if (!writeAt(0, out.data(), out.size())) {
     writeFailed = true;

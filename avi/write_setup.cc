@@ -1,6 +1,5 @@
 // avi::File, writing: the set-up calls, the rate rule, the sizes of the
 // header gap and its records, and the records filled in at close.
-#include <algorithm>
 #include <boost/numeric/conversion/cast.hpp>
 #include <cstdint>
 #include <cstdio>
@@ -174,6 +173,11 @@ void File::setNumSuperIndexEntries(size_t entries) {
     setError(errors::SETUP_AFTER_FRAMES);
     return;
   }
+  // A count whose header length does not fit 32 bits throws here, before it
+  // is stored.
+  // (The header length of both streams: 108 + 2 * 16 * N + 148 + 236.)
+  const std::uint64_t slots = boost::numeric_cast<std::uint32_t>(entries);
+  boost::numeric_cast<std::uint32_t>(492 + 32 * slots);
   numSuperIndexEntries = entries;
   // A gap already reserved is sized again, so the headers always fit the N
   // they are written with.
@@ -183,19 +187,14 @@ void File::setNumSuperIndexEntries(size_t entries) {
 }
 
 // Puts the write position at the first data chunk, behind the header gap, and
-// writes the gap with zeros: the header pass at close then only overwrites
-// room the file already has.
+// fills the gap with a provisional header: the final header pass then only
+// overwrites room the file already has, and a writer stopped before close
+// leaves a file with headers.
 void File::initWriter() {
   const std::uint64_t headerLength = getHeaderLength();
   moviOffset = headerLength + 28;
   writePos = headerLength + 32;
-  static const char zeros[65536] = {};
-  for (std::uint64_t at = 0; at < writePos; at += sizeof zeros) {
-    const std::size_t n = static_cast<std::size_t>(std::min<std::uint64_t>(sizeof zeros, writePos - at));
-    if (!writeAt(at, zeros, n)) {
-      return;
-    }
-  }
+  writeHeader(true);
 }
 
 void File::resetWriter() {

@@ -319,14 +319,24 @@ class RIVULET_API File {
   // dwRate = dwScale * rate, both truncated; nSamplesPerSec is rounded.
   //
   // Frames are written as the host hands them: rows bottom-up, each padded to
-  // four bytes, 24-bit pixels blue, green, red. A file is cut into RIFF
-  // segments below 2 GiB each (an "AVI " segment, then "AVIX" ones), indexed
-  // by idx1 (first segment), one ix0N per stream and segment, and indx.
+  // four bytes, 24-bit pixels blue, green, red. A frame of odd size gets no
+  // pad byte (the indexes point at the chunk behind it). A file is cut into
+  // RIFF segments below 2 GiB each (an "AVI " segment, then "AVIX" ones),
+  // indexed by idx1 (first segment), one ix0N per stream and segment, and
+  // indx. The header's audio length (and, without video, its frame count)
+  // covers the first segment only.
+  //
+  // A second open for writing on the same object starts a new file but keeps
+  // the stream set-up of the first: both streams are described again, and
+  // frames need a set-up call in the new file (code 48 otherwise).
   //
   // Each chunk is one write straight from the caller's buffer (no copy), and
-  // costs 16 bytes of memory until its segment ends. The header gap is
-  // written with zeros when a stream is declared, so the final header pass
-  // needs no new room on the file system.
+  // costs 16 bytes of memory until its segment ends. Each set-up call writes
+  // a provisional header (counts 0, RIFF and movi sizes 0, that is open), so
+  // the final header pass at close needs no new room on the file system, and
+  // a writer stopped before close leaves headers in front of its chunks
+  // (readers that scan the movi list, as ffmpeg and GStreamer do, find them;
+  // this library's reader takes the count of 0 and finds none).
   //
   // Guards for calls out of order, each storing a code and changing nothing
   // (neither the file nor the writer's state):
@@ -363,7 +373,10 @@ class RIVULET_API File {
   // At most 256 entries (code 25), set once (code 24), on a writer (code 22).
   void setColormap(const std::vector<tagRGBQUAD>& map);
   // Slots reserved in the header for each stream's super index, one per RIFF
-  // segment of up to 2 GiB; 4096 by default.
+  // segment of up to 2 GiB; 4096 by default. The slots left unused also hold
+  // an 8-bit palette (16 bytes a slot, 4 a colour): a count too small for the
+  // segments and the palette makes the headers run over the first chunks.
+  // A count whose header would pass 4 GiB throws positive_overflow.
   void setNumSuperIndexEntries(size_t entries);
   // One frame of the declared frame size; or of 'size' bytes (compressed
   // frames, depths without a size rule).
@@ -439,7 +452,9 @@ class RIVULET_API File {
   bool writeAt(std::uint64_t pos, const void* head, std::size_t headSize, const void* body = nullptr,
                std::size_t bodySize = 0, std::size_t zeroPad = 0);
   // Writer: headers (the second pass), laid out in memory, written at once.
-  void writeHeader();
+  // 'provisional': the header written at set-up, so that a writer stopped
+  // before close leaves a file whose chunks a reader can find by scanning.
+  void writeHeader(bool provisional = false);
   void writeVideoStreamHeader(std::string& out);
   void writeAudioStreamHeader(std::string& out);
   void writeOpenDMLHeader(std::string& out);
@@ -533,6 +548,7 @@ class RIVULET_API File {
   bool audioDeclared;
   bool chunksWritten;
   bool writeFailed;
+  bool provisionalHeader;
 };
 
 }  // namespace avi
