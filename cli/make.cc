@@ -2,7 +2,7 @@
 // tone, of any size and length, written one frame at a time.
 #include <cmath>
 #include <cstdio>
-#include <regex>
+#include <charconv>
 
 #include <CLI/CLI.hpp>
 
@@ -62,6 +62,18 @@ void drawTone(std::uint64_t first, unsigned count, unsigned rate, unsigned chann
     for (unsigned ch = 0; ch < channels; ++ch)
       out[i * channels + ch] = std::int16_t(std::lround(16383.0 * std::sin(2 * pi * (ch ? 660.0 : 440.0) * t)));
   }
+}
+
+// "A", or "A<sep>B" when sep is given: decimal numbers, nothing else. B
+// keeps its value when absent.
+bool parsePair(const std::string& text, char sep, std::uint64_t& a, std::uint64_t& b) {
+  const char* end = text.data() + text.size();
+  auto first = std::from_chars(text.data(), end, a);
+  if (first.ec != std::errc() || first.ptr == text.data()) return false;
+  if (first.ptr == end) return true;
+  if (*first.ptr != sep || first.ptr + 1 == end) return false;
+  auto second = std::from_chars(first.ptr + 1, end, b);
+  return second.ec == std::errc() && second.ptr == end;
 }
 
 struct MakeOptions {
@@ -124,25 +136,18 @@ void addMake(CLI::App& app, Common& common, int& status) {
   sub->add_option("--bits", o->bits, "Bits per pixel")->check(CLI::IsMember({8u, 16u, 24u, 32u}))->capture_default_str();
   sub->add_option("--audio", o->audio, "16-bit tone at RATE[:CHANNELS], or 0 for none")->capture_default_str();
   sub->callback([o, frames, &common, &status] {
-    std::smatch m;
-    unsigned w = 0, h = 0, rate = 0, channels = 1;
-    std::uint64_t num = 0, den = 1;
-    static const std::regex sizeRe("([0-9]{1,6})x([0-9]{1,6})"), fpsRe("([0-9]{1,9})(?:/([0-9]{1,9}))?"),
-        audioRe("([0-9]{1,7})(?::([0-9]{1,3}))?");
-    if (!std::regex_match(o->size, m, sizeRe)) throw Failure(EXIT_USAGE, "--size: expected WxH, got " + o->size);
-    w = unsigned(std::stoul(m[1])), h = unsigned(std::stoul(m[2]));
-    if (!std::regex_match(o->fps, m, fpsRe)) throw Failure(EXIT_USAGE, "--fps: expected N/D, got " + o->fps);
-    num = std::stoull(m[1]), den = m[2].matched ? std::stoull(m[2]) : 1;
-    if (num == 0 || den == 0 || double(num) / den > 4000) throw Failure(EXIT_USAGE, "--fps out of range: " + o->fps);
-    if (!std::regex_match(o->audio, m, audioRe)) throw Failure(EXIT_USAGE, "--audio: expected RATE[:CHANNELS]");
-    rate = unsigned(std::stoul(m[1]));
-    if (m[2].matched) channels = unsigned(std::stoul(m[2]));
-    if (rate != 0 && (rate < 1000 || rate > 768000 || channels == 0 || channels > 16))
-      throw Failure(EXIT_USAGE, "--audio out of range: " + o->audio);
+    std::uint64_t w = 0, h = 0, num = 0, den = 1, rate = 0, channels = 1;
+    if (!parsePair(o->size, 'x', w, h) || h == 0 || w > 1000000 || h > 1000000)
+      throw Failure(EXIT_USAGE, "--size: expected WxH, got " + o->size);
+    if (!parsePair(o->fps, '/', num, den) || num == 0 || den == 0 || double(num) / den > 4000)
+      throw Failure(EXIT_USAGE, "--fps: expected N/D or N above 0 and up to 4000, got " + o->fps);
+    if (!parsePair(o->audio, ':', rate, channels) ||
+        (rate != 0 && (rate < 1000 || rate > 768000 || channels == 0 || channels > 16)))
+      throw Failure(EXIT_USAGE, "--audio: expected RATE[:CHANNELS] (1000-768000, 1-16 channels) or 0, got " + o->audio);
     const double length = frames->count() ? double(o->frames) : std::round(o->seconds * num / den);
     if (!(length >= 0 && length <= 0xFFFFFFFFu)) throw Failure(EXIT_USAGE, "length out of range");
     const std::uint64_t count = std::uint64_t(length);
-    status = runMake(o->output, w, h, num, den, count, o->bits, rate, channels, common);
+    status = runMake(o->output, unsigned(w), unsigned(h), num, den, count, o->bits, unsigned(rate), unsigned(channels), common);
   });
 }
 
