@@ -4,6 +4,7 @@
 #ifndef RIVULET_CLI_COMMON_H
 #define RIVULET_CLI_COMMON_H
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <map>
@@ -79,6 +80,14 @@ class Progress {
 
 // Bottom-up BGR rows padded to four bytes, as the reader and writer keep them.
 inline std::size_t bgrStride(unsigned width) { return (3 * std::size_t(width) + 3) & ~std::size_t(3); }
+
+// Bytes for one frame read by readRGB24VideoFrame and then handed to the
+// packed-BGR routines: what the reader asks for, and never less than the
+// padded 24-bit frame of the header's width and height.
+inline std::size_t rgb24Buffer(avi::File& file) {
+  return std::max<std::size_t>({file.getRGB24VideoFrameSize(), file.getVideoChunkSize(),
+                                bgrStride(file.getVideoWidth()) * file.getVideoHeight()});
+}
 
 // The largest frame the command handles: room for the reader's largest frame
 // and its planes in doubles within a few frames' worth of memory.

@@ -53,7 +53,7 @@ int runConvert(const ConvertOptions& o, const Common& common) {
 
   const std::uint64_t total = in.getVideoTotalFrames();
   const std::size_t pixels = total ? std::size_t(w) * h : 0, sample = kSampleBytes[o.via];
-  std::vector<unsigned char> frame(total ? std::max<std::size_t>(in.getRGB24VideoFrameSize(), in.getVideoChunkSize()) : 0);
+  std::vector<unsigned char> frame(total ? rgb24Buffer(in) : 0);
   std::vector<unsigned char> planes(3 * pixels * sample), bgr(total ? bgrStride(w) * h : 0, 0),
       stored(total ? storedFrameBytes(w, h, o.bits) : 0), sound(chunkBytes);
   auto writeSound = [&](std::uint64_t chunk) {

@@ -51,7 +51,7 @@ int runFrames(const FramesOptions& o, const Common& common) {
   wanted = std::min(wanted, o.count);
   if (wanted == 0) return EXIT_DONE;
   const std::size_t pixels = std::size_t(w) * h;
-  std::vector<unsigned char> frame(std::max<std::size_t>(file.getRGB24VideoFrameSize(), file.getVideoChunkSize()));
+  std::vector<unsigned char> frame(rgb24Buffer(file));
   std::vector<unsigned char> out(o.format == ImageFormat::NPY ? 3 * pixels * sampleBytes : 3 * pixels);
   std::string npyHead;
   if (o.format == ImageFormat::NPY) {
