@@ -40,7 +40,7 @@ std::string wavHeader(unsigned channels, unsigned rate, unsigned bits, std::uint
 int runAudio(const AudioOptions& o, const Common& common) {
   if (samePath(o.input, o.output)) failOutput(o.output, "is the input file");
   avi::File file;
-  openForReading(file, o.input);
+  openForReading(file, o.input, common);
   if (!file.hasAudio()) failInput(o.input, "has no audio stream");
   if (file.isAudioCompressed()) failInput(o.input, "error 32: Compressed audio streams are not supported");
   const unsigned channels = file.getAudioNumberOfChannels(), bits = file.getAudioBitsPerSample();
@@ -98,6 +98,7 @@ void addAudio(CLI::App& app, Common& common, int& status) {
   sub->add_option("--first-second", o->firstSecond, "Start this many seconds in")->check(CLI::NonNegativeNumber);
   sub->add_option("--seconds", o->seconds, "Seconds to write at most (default: to the end)")
       ->check(CLI::NonNegativeNumber);
+  addTolerantFlag(*sub, common);
   sub->callback([o, &common, &status] { status = runAudio(*o, common); });
 }
 

@@ -1,5 +1,7 @@
 #include "cli/common.h"
 
+#include <CLI/CLI.hpp>
+
 #include <cerrno>
 #include <algorithm>
 #include <chrono>
@@ -60,10 +62,11 @@ const char* videoTypeName(VideoDataType type) {
   return "?";
 }
 
-void openForReading(avi::File& file, const std::string& path) {
+void openForReading(avi::File& file, const std::string& path, const Common& common) {
   struct stat st;
   if (::stat(path.c_str(), &st) != 0) failInput(path, std::strerror(errno));
   if (S_ISDIR(st.st_mode)) failInput(path, "is a directory");
+  file.setTolerantReading(common.tolerant);
   file.open(path.c_str(), "r");
   if (file.getErrorCode() != 0) throw Failure(EXIT_INPUT, aviFailure(path, file));
 }
@@ -141,6 +144,12 @@ void Progress::step(std::uint64_t d) {
 
 void Progress::finish() {
   if (active && last != 0) std::fputc('\n', stderr);
+}
+
+void addTolerantFlag(CLI::App& sub, Common& common) {
+  sub.add_flag("--tolerant", common.tolerant,
+               "Also read files that common writers make outside the strict rules (streamed, cut short, "
+               "absolute idx1 offsets, ...)");
 }
 
 }  // namespace cli

@@ -13,6 +13,10 @@
 
 #include <rivulet/rivulet.h>
 
+namespace CLI {
+class App;
+}
+
 namespace cli {
 
 // Exit codes of the command.
@@ -33,6 +37,7 @@ std::string aviFailure(const std::string& path, avi::File& file);
 struct Common {
   bool quiet = false;
   bool overwrite = false;  // -y
+  bool tolerant = false;   // --tolerant: avi::File's tolerant reading
 };
 
 // The sample type names every subcommand takes.
@@ -44,7 +49,9 @@ std::map<std::string, VideoDataType> videoTypeMap();
 std::map<std::string, VideoFrameOrientation> orderMap();
 
 // Opens an AVI file for reading; a stored failure ends the command (code 2).
-void openForReading(avi::File& file, const std::string& path);
+void openForReading(avi::File& file, const std::string& path, const Common& common);
+// Adds --tolerant (read what common writers make; see avi::File::setTolerantReading).
+void addTolerantFlag(CLI::App& sub, Common& common);
 
 // Ends the command (code 2) when the frame geometry of an open file is out of
 // range, or when the file has frames and one would be larger than the whole

@@ -24,7 +24,7 @@ int runConvert(const ConvertOptions& o, const Common& common) {
   if (samePath(o.input, o.output)) failOutput(o.output, "is the input file");
   checkOutput(o.output, common);
   avi::File in;
-  openForReading(in, o.input);
+  openForReading(in, o.input, common);
   checkFrameGeometry(in, o.input);
   const unsigned w = in.getVideoWidth(), h = in.getVideoHeight();
   const std::uint64_t vRate = in.getVideoStreamRate(), vScale = in.getVideoStreamScale();
@@ -102,6 +102,7 @@ void addConvert(CLI::App& app, Common& common, int& status) {
   sub->add_option("--order", o->order, "Plane order: row or column")
       ->transform(CLI::CheckedTransformer(orderMap()))
       ->option_text("row|column (default row)");
+  addTolerantFlag(*sub, common);
   sub->callback([o, &common, &status] { status = runConvert(*o, common); });
 }
 

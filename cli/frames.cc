@@ -33,7 +33,7 @@ std::string frameName(const std::string& directory, std::uint64_t frame, const c
 
 int runFrames(const FramesOptions& o, const Common& common) {
   avi::File file;
-  openForReading(file, o.input);
+  openForReading(file, o.input, common);
   checkFrameGeometry(file, o.input);
   const unsigned w = file.getVideoWidth(), h = file.getVideoHeight();
   makeDirectory(o.directory);
@@ -114,6 +114,7 @@ void addFrames(CLI::App& app, Common& common, int& status) {
   sub->add_option("--order", o->order, "npy plane order: row (C order) or column (Fortran order)")
       ->transform(CLI::CheckedTransformer(orderMap()))
       ->option_text("row|column (default row)");
+  addTolerantFlag(*sub, common);
   sub->callback([o, &common, &status] { status = runFrames(*o, common); });
 }
 

@@ -164,11 +164,12 @@ void printText(const std::string& path, avi::File& file, const Layout& layout) {
 
 }  // namespace
 
-int runInfo(const InfoOptions& o, const Common&) {
+int runInfo(const InfoOptions& o, const Common& common) {
   int status = EXIT_DONE;
   nlohmann::ordered_json all = nlohmann::ordered_json::array();
   for (const std::string& path : o.files) {
     avi::File file;
+    file.setTolerantReading(common.tolerant);
     file.open(path.c_str(), "r");
     bool failed = file.getErrorCode() != 0;
     if (failed) {
@@ -193,6 +194,7 @@ void addInfo(CLI::App& app, Common& common, int& status) {
   CLI::App* sub = app.add_subcommand("info", "Show the streams, format, index and stored failure of AVI files");
   sub->add_option("files", o->files, "AVI files")->required();
   sub->add_flag("--json", o->json, "One ffprobe-shaped JSON object per file (an array for several files)");
+  addTolerantFlag(*sub, common);
   sub->callback([o, &common, &status] { status = runInfo(*o, common); });
 }
 
