@@ -242,13 +242,7 @@ void File::resetFileState() {
   audioEntryNumber = 0;
   audioBytesRead = 0;
   audioEntryPos = 0;
-  legacyIndexWritten = false;
-  firstRiffEnd = 0;
-  firstRiffVideoEntries = 0;
-  firstRiffAudioEntries = 0;
-  firstRiffMoviBytes = 0;
-  laterVideoFrames = 0;
-  curMoviBytes = 0;
+  resetSegments();
   std::vector<tagRGBQUAD>().swap(colormap);
   streamLength = 0;
   rowBufferSize = 0;

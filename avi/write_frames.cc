@@ -29,31 +29,32 @@ bool File::writeAt(std::uint64_t pos, const void* head, std::size_t headSize, co
   return true;
 }
 
-void File::writeVideoFrame(char* data) {
+// The guards every chunk passes: a file open for writing, the stream declared,
+// no earlier write failure.
+bool File::chunkWritable(bool streamDeclared) {
   if (!writerUsable()) {
-    return;
+    return false;
   }
-  if (!videoDeclared) {
+  if (!streamDeclared) {
     setError(errors::STREAM_NOT_DECLARED);
-    return;
+    return false;
   }
   if (writeFailed) {
     setError(errors::WRITE_AFTER_FAILURE);
+    return false;
+  }
+  return true;
+}
+
+void File::writeVideoFrame(char* data) {
+  if (!chunkWritable(videoDeclared)) {
     return;
   }
   writeMoviEntry(data, videoChunkSize, videoChunkSize, videoChunkTag, *videoIndex);
 }
 
 void File::writeVideoFrame(char* data, unsigned int size) {
-  if (!writerUsable()) {
-    return;
-  }
-  if (!videoDeclared) {
-    setError(errors::STREAM_NOT_DECLARED);
-    return;
-  }
-  if (writeFailed) {
-    setError(errors::WRITE_AFTER_FAILURE);
+  if (!chunkWritable(videoDeclared)) {
     return;
   }
   if (videoChunkSize != 0 && size > videoChunkSize) {
@@ -64,15 +65,7 @@ void File::writeVideoFrame(char* data, unsigned int size) {
 }
 
 void File::writeAudio(char* data) {
-  if (!writerUsable()) {
-    return;
-  }
-  if (!audioDeclared) {
-    setError(errors::STREAM_NOT_DECLARED);
-    return;
-  }
-  if (writeFailed) {
-    setError(errors::WRITE_AFTER_FAILURE);
+  if (!chunkWritable(audioDeclared)) {
     return;
   }
   // The header states audioDataSize; an odd size is followed by a zero pad.

@@ -197,12 +197,8 @@ void File::initWriter() {
   writeHeader(true);
 }
 
-void File::resetWriter() {
-  videoIndex->clear();
-  audioIndex->clear();
-  videoSuperIndex->clear();
-  audioSuperIndex->clear();
-  colormap.clear();
+// The bookkeeping of the RIFF segments written so far.
+void File::resetSegments() {
   legacyIndexWritten = false;
   firstRiffEnd = 0;
   firstRiffVideoEntries = 0;
@@ -210,6 +206,15 @@ void File::resetWriter() {
   firstRiffMoviBytes = 0;
   laterVideoFrames = 0;
   curMoviBytes = 0;
+}
+
+void File::resetWriter() {
+  videoIndex->clear();
+  audioIndex->clear();
+  videoSuperIndex->clear();
+  audioSuperIndex->clear();
+  colormap.clear();
+  resetSegments();
   moviOffset = 0;
   writePos = 0;
   videoDeclared = false;

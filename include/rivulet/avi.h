@@ -507,8 +507,10 @@ class RIVULET_API File {
 
   // Writer: set-up and sizing.
   bool writerUsable();
+  bool chunkWritable(bool streamDeclared);
   void initWriter();
   void resetWriter();
+  void resetSegments();
   void populateMainHeader();
   void populateVideoStreamHeader();
   void populateAudioStreamHeader();
