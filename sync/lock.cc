@@ -102,7 +102,8 @@ struct Semaphore::Object {
 };
 
 Semaphore::Semaphore(int initialCount)
-    : semaphoreHandle(std::make_shared<Object>(initialCount > 0 ? static_cast<std::uint32_t>(initialCount) : 0u)),
+    : semaphoreHandle(
+          std::make_shared<Object>(initialCount > 0 ? static_cast<std::uint32_t>(initialCount) : 0u)),
       count(initialCount > 0 ? initialCount : 0) {}
 
 // Each operation on the semaphore comes first; the mirror follows under
