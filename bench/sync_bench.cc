@@ -12,7 +12,13 @@
 //   bounded queue of the same capacity carrying the same blocks (allocated and
 //   copied per block, like AudioFrame::init) with the same conversion.
 //
-// Run with --benchmark_repetitions=5 --benchmark_report_aggregates_only=true.
+//   Both sides of the audio pair hand blocks between two threads, so their
+//   figures are mostly the cost of falling asleep and waking: on a shared
+//   machine they swing with the load, and only ratios from one run mean much.
+//
+// Run with --benchmark_repetitions=9 --benchmark_report_aggregates_only=true
+// --benchmark_enable_random_interleaving=true (the pairs then alternate, so a
+// change of load meets both sides alike).
 #include <benchmark/benchmark.h>
 
 #include <condition_variable>

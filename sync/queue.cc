@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include "rivulet/sync.h"
+#include "sync/wait.h"
 
 namespace {
 
@@ -96,16 +97,16 @@ namespace {
 // and every append to an empty list framesAvailable, whether or not anyone
 // waits, so posts made before a wait are taken first: they would end it at
 // once, and the budget, which counts 10 ms for each step, would run out in
-// a flash.
+// a flash. A step ends early once `posts` posts have come.
 template <typename Waiting>
 void sleepWhile(Semaphore& s, std::atomic<bool> const& stopping, int milliseconds,
-                Waiting waiting) {
+                std::uint32_t posts, Waiting waiting) {
   while (waiting()) {
     if (stopping.load() || milliseconds < 1) break;
     while (s.try_wait()) {
     }
     if (!waiting()) break;  // a post taken just now may have been for us
-    s.timed_wait(static_cast<std::uint64_t>(std::min(milliseconds, kWaitStepMs)));
+    timedWaitForPosts(s, static_cast<std::uint32_t>(std::min(milliseconds, kWaitStepMs)), posts);
     milliseconds -= kWaitStepMs;
   }
 }
@@ -114,14 +115,20 @@ void sleepWhile(Semaphore& s, std::atomic<bool> const& stopping, int millisecond
 
 // The count is read without the lock: it only decides whether to sleep, and
 // the semaphores are only ways to sleep until the other side acts.
+//
+// A producer that finds the list full sleeps until half of it has gone (or the
+// step of 10 ms ends), not just the first frame: it then refills the list in
+// one run, and each side sleeps and wakes once for every half list instead of
+// the two taking turns frame by frame, a wake each, while the list stays full.
+// The consumer still has half a list in hand when the producer wakes.
 bool MMFrameQueue::waitForSpace(int milliseconds) {
-  sleepWhile(spaceAvailable, stopping, milliseconds,
+  sleepWhile(spaceAvailable, stopping, milliseconds, std::max(capacity / 2, 1u),
              [this] { return frameCount.load() == capacity; });
   return frameCount.load() < capacity;
 }
 
 bool MMFrameQueue::waitForFrame(int milliseconds) {
-  sleepWhile(framesAvailable, stopping, milliseconds,
+  sleepWhile(framesAvailable, stopping, milliseconds, 1,
              [this] { return frameCount.load() == 0; });
   return frameCount.load() > 0;
 }

@@ -209,7 +209,10 @@ class RIVULET_API MMVideoQueue : public MMFrameQueue {
   void createFrames(int minimum);
   // Waits up to ~1 s for room (posts of spaceAvailable from before the wait
   // are taken first, so that they do not cut it short); then hands out a free
-  // pool frame with the caller's reference. Null with no room, or with every pool frame still held.
+  // pool frame with the caller's reference. Null with no room, or with every
+  // pool frame still held. A producer that finds the list full sleeps until
+  // half of it has gone, or at most 10 ms once a frame has left, and then
+  // refills it in one run rather than waking for each frame.
   VideoFrame* createVideoFrame();
   // Links the frame at the tail, taking over the caller's reference. False (the
   // reference stays with the caller) when the list is full or frame is null.
@@ -250,8 +253,8 @@ class RIVULET_API MMAudioQueue : public MMFrameQueue {
                AudioCopyFcn emptyFcn);
   ~MMAudioQueue();  // frames in the list are freed
 
-  // Waits up to ~1 s for room; then a new frame with the caller's reference and
-  // no data (fill it with init). Null with no room.
+  // Waits up to ~1 s for room, as createVideoFrame does; then a new frame with
+  // the caller's reference and no data (fill it with init). Null with no room.
   AudioFrame* createAudioFrame();
   // As appendVideoFrame.
   bool appendAudioFrame(AudioFrame* frame);

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <thread>
+#include <vector>
 
 #include "inspect.h"
 #include "rivulet/sync.h"
@@ -85,6 +86,24 @@ TEST(Semaphore, WaitersWakeOnPostsFromAnotherThread) {
   bounded.join();
   EXPECT_EQ(woken.load(), 3);
   EXPECT_FALSE(s.try_wait());
+}
+
+// Sleepers surely asleep before the posts: each post wakes one of them at once,
+// not at its time limit.
+TEST(Semaphore, EachPostWakesOneSleeper) {
+  for (int sleepers : {1, 3}) {
+    SCOPED_TRACE(sleepers);
+    Semaphore s;
+    std::vector<std::thread> threads;
+    std::vector<double> ms(sleepers);
+    for (int i = 0; i < sleepers; ++i)
+      threads.emplace_back([&, i] { ms[i] = elapsedMs([&] { EXPECT_TRUE(s.timed_wait(20000)); }); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    for (int i = 0; i < sleepers; ++i) s.post();
+    for (std::thread& t : threads) t.join();
+    for (double m : ms) EXPECT_LT(m, 10000.0);
+    EXPECT_EQ(s.count, 0);
+  }
 }
 
 TEST(Mutex, IsRecursiveAndSharedByCopies) {

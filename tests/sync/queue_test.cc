@@ -8,6 +8,7 @@
 #include <cstring>
 #include <stdexcept>
 #include <thread>
+#include <type_traits>
 #include <vector>
 
 #include "inspect.h"
@@ -88,8 +89,15 @@ TEST(Frames, ReferenceCountsAndInit) {
   EXPECT_EQ(f->size, 1000);
   EXPECT_EQ(f->data[999], 0x5A);
   f->init(nullptr, 240, 0, 0);
+  // Every pool frame held, list empty: null with no wait.
+  VideoFrame* g = v.createVideoFrame();
+  double ms = elapsedMs([&] { EXPECT_EQ(v.createVideoFrame(), nullptr); });
+  EXPECT_LT(ms, 500.0);
   EXPECT_EQ(f->Release(), 1);  // back in the pool
-  delete &v;                   // the pool's reference frees it
+  EXPECT_EQ(v.createVideoFrame(), f);  // and found again
+  EXPECT_EQ(f->Release(), 1);
+  EXPECT_EQ(g->Release(), 1);
+  delete &v;  // the pool's reference frees them
 }
 
 // ---- Video queue ----------------------------------------------------------------------
@@ -189,66 +197,6 @@ TEST(VideoQueue, CopyPassesTheHeadFrameOrRunsEmpty) {
   delete &bare;
 }
 
-TEST(VideoQueue, CreateWaitsForRoomOnlyWhileNotStopping) {
-  VideoQueue& q = *rgbQueue(2);
-  // 150 frames through first: their posts of spaceAvailable, made while no
-  // one waited, must not cut the later wait short.
-  for (int i = 0; i < 150; ++i) {
-    ASSERT_TRUE(q.appendVideoFrame(q.createVideoFrame()));
-    ASSERT_TRUE(q.dropVideoFrame());
-  }
-  EXPECT_EQ(q.spaceAvailable.count, 150);
-  // Every pool frame held by the producer, list empty: null with no wait.
-  VideoFrame* a = q.createVideoFrame();
-  VideoFrame* b = q.createVideoFrame();
-  double ms = elapsedMs([&] { EXPECT_EQ(q.createVideoFrame(), nullptr); });
-  EXPECT_LT(ms, 500.0);
-  EXPECT_EQ(a->Release(), 1);
-  a = q.createVideoFrame();  // freed frames are found again
-  ASSERT_NE(a, nullptr);
-  ASSERT_TRUE(q.appendVideoFrame(a) && q.appendVideoFrame(b));
-  // Full: the list refuses more, and create waits about a second.
-  ms = elapsedMs([&] { EXPECT_EQ(q.createVideoFrame(), nullptr); });
-  EXPECT_GE(ms, 900.0);
-  EXPECT_LT(ms, 10000.0);
-  q.setStopping(true);
-  EXPECT_TRUE(q.isStopping());
-  ms = elapsedMs([&] { EXPECT_EQ(q.createVideoFrame(), nullptr); });
-  EXPECT_LT(ms, 500.0);
-  q.setStopping(false);
-  // A consumer that drops the head while the producer waits lets it through.
-  std::thread consumer([&] {
-    std::this_thread::sleep_for(std::chrono::milliseconds(30));
-    q.dropVideoFrame();
-  });
-  VideoFrame* c = q.createVideoFrame();
-  consumer.join();
-  ASSERT_NE(c, nullptr);
-  EXPECT_EQ(c, q.framePool[0]);
-  EXPECT_EQ(c->Release(), 1);
-  delete &q;
-}
-
-TEST(VideoQueue, TeardownLeavesHeldFramesToTheirHolders) {
-  VideoQueue& q = *rgbQueue(3);
-  VideoFrame* producerHeld = q.createVideoFrame();
-  VideoFrame* listed = q.createVideoFrame();
-  VideoFrame* consumerHeld = q.createVideoFrame();
-  ASSERT_TRUE(q.appendVideoFrame(listed) && q.appendVideoFrame(consumerHeld));
-  ASSERT_TRUE(q.dropVideoFrame());
-  ASSERT_EQ(q.popVideoFrame(), consumerHeld);
-  EXPECT_EQ(q.framesAvailable.count, 1);  // the first append found the list empty
-  EXPECT_EQ(q.spaceAvailable.count, 2);
-  delete &q;
-  // Both held frames outlive the queue with one reference each.
-  EXPECT_EQ(producerHeld->refCount, 1);
-  EXPECT_EQ(consumerHeld->refCount, 1);
-  std::memset(producerHeld->data, 1, producerHeld->size);
-  std::memset(consumerHeld->data, 2, consumerHeld->size);
-  EXPECT_EQ(producerHeld->Release(), 0);
-  EXPECT_EQ(consumerHeld->Release(), 0);
-}
-
 // ---- Audio queue ----------------------------------------------------------------------
 
 // An INT16 queue of `channels` channels whose consumer copies into INT16.
@@ -328,39 +276,117 @@ TEST(AudioQueue, FramesCountWholePeriodsOfTheirSampleType) {
   }
 }
 
-TEST(AudioQueue, FullListAndStopping) {
+TEST(AudioQueue, RoomIsLookedAtNotReserved) {
   AudioQueue& q = *int16Queue(2, 1);
   ASSERT_TRUE(appendRamp(q, 4, 1, 0));
   AudioFrame* f = q.createAudioFrame();
-  AudioFrame* g = q.createAudioFrame();  // room is looked at, not reserved
+  AudioFrame* g = q.createAudioFrame();
   ASSERT_TRUE(f && g);
   EXPECT_TRUE(q.appendAudioFrame(f));
   EXPECT_FALSE(q.appendAudioFrame(g));  // full: the reference stays ours
   EXPECT_EQ(g->Release(), 0);
-  q.setStopping(true);
-  double ms = elapsedMs([&] { EXPECT_EQ(q.createAudioFrame(), nullptr); });
-  EXPECT_LT(ms, 500.0);
-  std::vector<short> out(8);
-  EXPECT_EQ(q.copyAudioFrame(out.data(), 8, 0), 4);
-  f = q.createAudioFrame();  // stopping only ends waits: with room, a frame
-  ASSERT_NE(f, nullptr);
-  EXPECT_EQ(f->Release(), 0);
   delete &q;
 }
 
-TEST(AudioQueue, ClearAndTeardownEndTheListsReferences) {
-  AudioQueue& q = *int16Queue(3, 2);
-  AudioFrame* held = q.createAudioFrame();
-  held->init(nullptr, 64);
-  ASSERT_TRUE(appendRamp(q, 10, 2, 1));
-  ASSERT_TRUE(appendRamp(q, 10, 2, 1));
-  std::vector<short> out(40);
-  EXPECT_EQ(q.copyAudioFrame(out.data(), 10, 0), 10);
-  EXPECT_EQ(q.framesAvailable.count, 1);
+// ---- Both queues ------------------------------------------------------------------------
+//
+// What the two queues share, run on each: a kind names the queue and how a test
+// makes, fills and consumes one of its frames.
+struct VideoKind {
+  using Queue = VideoQueue;
+  static constexpr int kUnheld = 1;  // refCount of a frame no one but the pool holds
+  static Queue* make(unsigned capacity) { return rgbQueue(capacity); }
+  static MMFrame* create(Queue& q) { return q.createVideoFrame(); }
+  static bool append(Queue& q, MMFrame* f) { return q.appendVideoFrame(static_cast<VideoFrame*>(f)); }
+  static void consume(Queue& q) { ASSERT_TRUE(q.dropVideoFrame()); }
+};
+
+struct AudioKind {
+  using Queue = AudioQueue;
+  static constexpr int kUnheld = 0;  // freed
+  static Queue* make(unsigned capacity) { return int16Queue(capacity, 1); }
+  static MMFrame* create(Queue& q) {
+    AudioFrame* f = q.createAudioFrame();
+    if (f != nullptr) f->init(nullptr, 2);  // one period
+    return f;
+  }
+  static bool append(Queue& q, MMFrame* f) { return q.appendAudioFrame(static_cast<AudioFrame*>(f)); }
+  static void consume(Queue& q) {
+    short sample;
+    ASSERT_EQ(q.copyAudioFrame(&sample, 1, 1), 1);
+  }
+};
+
+template <typename Kind>
+class BothQueues : public testing::Test {};
+using Kinds = testing::Types<VideoKind, AudioKind>;
+TYPED_TEST_SUITE(BothQueues, Kinds);
+
+TYPED_TEST(BothQueues, FullListWaitsOnlyWhileNotStopping) {
+  using K = TypeParam;
+  // Five places: a producer on a full list sleeps until two have gone, or for
+  // a step of 10 ms, so the single drop below is seen on the step's end.
+  const unsigned capacity = 5;
+  typename K::Queue& q = *K::make(capacity);
+  // 150 frames through first: their posts of spaceAvailable, made while no
+  // one waited, must not cut the later wait short.
+  for (int i = 0; i < 150; ++i) {
+    ASSERT_TRUE(K::append(q, K::create(q)));
+    K::consume(q);
+  }
+  EXPECT_EQ(q.spaceAvailable.count, 150);
+  for (unsigned i = 0; i < capacity; ++i) ASSERT_TRUE(K::append(q, K::create(q)));
+  EXPECT_FALSE(K::append(q, nullptr));
+  // Full: create waits about a second, then gives up.
+  double ms = elapsedMs([&] { EXPECT_EQ(K::create(q), nullptr); });
+  EXPECT_GE(ms, 900.0);
+  EXPECT_LT(ms, 10000.0);
+  q.setStopping(true);
+  EXPECT_TRUE(q.isStopping());
+  ms = elapsedMs([&] { EXPECT_EQ(K::create(q), nullptr); });
+  EXPECT_LT(ms, 500.0);
+  K::consume(q);
+  MMFrame* f = K::create(q);  // stopping only ends waits: with room, a frame
+  ASSERT_NE(f, nullptr);
+  ASSERT_TRUE(K::append(q, f));
+  q.setStopping(false);
+  // A consumer that takes one frame while the producer waits lets it through.
+  std::thread consumer([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    K::consume(q);
+  });
+  ms = elapsedMs([&] { f = K::create(q); });
+  consumer.join();
+  ASSERT_NE(f, nullptr);
+  EXPECT_LT(ms, 500.0);
+  EXPECT_TRUE(K::append(q, f));
+  EXPECT_EQ(q.getFrameCount(), capacity);
+  delete &q;
+}
+
+TYPED_TEST(BothQueues, TeardownLeavesHeldFramesToTheirHolders) {
+  using K = TypeParam;
+  typename K::Queue& q = *K::make(3);
+  MMFrame* producerHeld = K::create(q);
+  MMFrame* first = K::create(q);
+  ASSERT_TRUE(K::append(q, first) && K::append(q, K::create(q)));
+  K::consume(q);
+  EXPECT_EQ(q.framesAvailable.count, 1);  // the first append found the list empty
   EXPECT_EQ(q.spaceAvailable.count, 1);
-  delete &q;  // the listed frame is freed (the leak checker watches)
-  held->data[63] = 1;
-  EXPECT_EQ(held->Release(), 0);
+  MMFrame* consumerHeld = nullptr;
+  if constexpr (std::is_same_v<K, VideoKind>) {  // only video hands a frame out
+    consumerHeld = q.popVideoFrame();
+    ASSERT_NE(consumerHeld, nullptr);
+    EXPECT_EQ(q.spaceAvailable.count, 2);
+  }
+  delete &q;  // a listed frame is freed with it (the leak checker watches)
+  // Held frames outlive the queue with one reference each.
+  for (MMFrame* held : {producerHeld, consumerHeld}) {
+    if (held == nullptr) continue;
+    EXPECT_EQ(held->refCount, 1);
+    std::memset(held->data, 1, held->size);
+    EXPECT_EQ(held->Release(), 0);
+  }
 }
 
 }  // namespace
