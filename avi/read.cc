@@ -110,9 +110,11 @@ bool File::expandToRgb24(char* frame) {
     case 8: {
       // One stored byte is one pixel at every depth: 2- and 4-bit frames are
       // not unpacked. Grey rows take their length from the frame's size, as
-      // writers pad them (GStreamer, to four bytes) or not (ffmpeg).
+      // writers pad them (GStreamer, to four bytes) or not (ffmpeg); rows
+      // shorter than the width make no frame of this geometry.
       const std::size_t trueStride = greyVideo && height != 0 ? videoChunkSize / height : 0;
-      if (!layout::fitsIndexed(width, height, videoChunkSize, capacity, trueStride)) {
+      if ((greyVideo && height != 0 && trueStride < width) ||
+          !layout::fitsIndexed(width, height, videoChunkSize, capacity, trueStride)) {
         return false;
       }
       if (padded || trueStride != 0) {

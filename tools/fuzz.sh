@@ -48,7 +48,7 @@ if command -v gst-launch-1.0 >/dev/null; then
       avimux ! filesink location="$f"
   done
 fi
-for t in avi_test avi_hostile_test avi_ffmpeg_test; do
+for t in avi_test avi_hostile_test avi_read_interop_test; do
   for b in release asan-ubsan; do
     if [ -x "build/$b/tests/avi/$t" ]; then
       RIVULET_AVI_SEED_DIR=$seeds "build/$b/tests/avi/$t" >/dev/null 2>&1 || true

@@ -18,15 +18,7 @@ using namespace avitest;
 
 namespace {
 
-class AviHostile : public ::testing::Test {
- protected:
-  TempDir dir;
-  int count = 0;
-  std::string write(const std::string& bytes) {
-    return dir.write(::testing::UnitTest::GetInstance()->current_test_info()->name() + std::to_string(count++) + ".avi",
-                     bytes);
-  }
-};
+using AviHostile = BuiltFiles;
 
 // Everything a host can learn from an open object: the getters, each frame in
 // the raw and 24-bit forms (with its failure code), and all the audio.
