@@ -298,91 +298,95 @@ TEST_F(AviTest, ColormapAndFourCC) {
 
 // --- Index sources ----------------------------------------------------------
 
-TEST_F(AviTest, OpenDmlIndexTakesPrecedenceOverIdx1) {
-  SimpleAvi s = base();
-  s.index = SimpleAvi::ODML_AND_IDX1;
-  s.audio = true;
-  s.audioChunks = {"aaaaaa", "bbbbbb", "cccccc"};
-  std::string bytes = s.build();
-  // Spoil idx1: were it read, frames would come from wrong places.
-  for (std::size_t at = bytes.find("idx1") + 16; at < bytes.find("idx1") + 8 + 96; at += 16) put32(bytes, at, 1000);
-  Opened o(write(bytes));
-  EXPECT_EQ(o.file.getErrorCode(), 0u);
-  ASSERT_EQ(o.file.getVideoTotalFrames(), 3u);
-  for (int i = 0; i < 3; ++i) EXPECT_EQ(readFrame(o.file, i, 24), s.frames[i]);
-  std::string audio(18, '\0');
-  o.file.readAudio(audio.data(), 18);
-  EXPECT_EQ(audio, "aaaaaabbbbbbcccccc");
-
-  // A super index may name another super index.
-  s.index = SimpleAvi::ODML;
-  s.audio = false;
-  bytes = s.build();
-  const std::size_t indx = bytes.find("indx");
-  const std::string nested = chunk("ix00", bytes.substr(indx + 8, 40));  // a copy of the super index
-  put64(bytes, indx + 8 + 24, bytes.size());
-  put32(bytes, indx + 8 + 32, static_cast<std::uint32_t>(nested.size()));
-  bytes += nested;
-  put32(bytes, 4, static_cast<std::uint32_t>(bytes.size() - 8));
-  Opened n(write(bytes));
-  EXPECT_EQ(n.file.getErrorCode(), 0u);
-  EXPECT_EQ(readFrame(n.file, 1, 24), s.frames[1]);
-}
-
-TEST_F(AviTest, OpenDmlForVideoAloneLeavesAudioToTheScan) {
-  SimpleAvi s = base();
-  s.index = SimpleAvi::ODML_AND_IDX1;
-  s.audio = true;
-  s.audioChunks = {"0123", "4567"};
-  std::string bytes = s.build();
-  // Turn the audio stream's 'indx' into an unknown chunk; idx1 must not be
-  // read: break its audio entries.
-  bytes.replace(bytes.find("indx", bytes.find("auds")), 4, "xndx");
-  put32(bytes, bytes.find("idx1") + 8 + 16 + 8, 9999);
-  Opened o(write(bytes));
-  EXPECT_EQ(o.file.getErrorCode(), 0u);
-  std::string audio(8, '\0');
-  o.file.readAudio(audio.data(), 8);
-  EXPECT_EQ(audio, "01234567");
-  // openToGetInformation does not scan: no audio entries.
-  avi::File info;
-  info.openToGetInformation(write(bytes).c_str());
-  EXPECT_EQ(info.getAudioChunkSize(), 0u);
-}
-
-TEST_F(AviTest, ScanOfMoviWhenThereIsNoIndex) {
-  SimpleAvi s = base();
-  s.index = SimpleAvi::NO_INDEX;
-  s.audio = true;
-  s.audioChunks = {"abc", "def", "gh"};  // odd sizes: the scan rounds up to even
-  Opened o(write(s.build()));
-  EXPECT_EQ(o.file.getErrorCode(), 0u);
-  EXPECT_EQ(o.file.getVideoTotalFrames(), 3u);
-  EXPECT_EQ(readFrame(o.file, 2, 24), s.frames[2]);
-  EXPECT_EQ(o.file.getAudioChunkSize(), 4u);
-
-  // 'movi' ends the file: the video scan fails, and the audio scan does not run.
-  s.trailer = "";
-  Opened e(write(s.build()));
-  EXPECT_EQ(e.file.getErrorCode(), 11u);
-  EXPECT_EQ(e.file.getAudioChunkSize(), 0u);
-
-  // An idx1 naming only other streams leaves both lists empty: the scan runs.
-  s = base();
-  std::string bytes = s.build();
-  const std::size_t idx1 = bytes.find("idx1");
-  for (std::size_t at = idx1 + 8; at < idx1 + 8 + 48; at += 16) bytes.replace(at, 2, "02");
-  Opened x(write(bytes));
-  EXPECT_EQ(x.file.getErrorCode(), 0u);
-  EXPECT_EQ(readFrame(x.file, 1, 24), s.frames[1]);
-
-  // An audio entry of size 0 beside video stream 0 is taken.
-  s.audio = true;
-  bytes = s.build();
-  put32(bytes, bytes.find("idx1") + 8 + 16 + 12, 0);
-  Opened z(write(bytes));
-  EXPECT_EQ(z.file.getErrorCode(), 0u);
-  EXPECT_EQ(z.file.getVideoTotalFrames(), 3u);
+// Which index a file is read through: OpenDML before idx1, idx1 before the
+// scan of 'movi', and the scan when neither names a chunk of a stream.
+TEST_F(AviTest, IndexSources) {
+  using Make = std::function<std::string(SimpleAvi&)>;
+  struct Case {
+    const char* what;
+    Make make;  // from base()
+    unsigned code;
+    std::uint64_t frames;     // each read and compared
+    std::string audio;        // all of it, read in one call
+    int audioChunk = -1;      // getAudioChunkSize, where it tells
+    int infoAudioChunk = -1;  // the same after openToGetInformation, which does not scan
+  };
+  const std::vector<Case> cases = {
+      {"OpenDML before a spoilt idx1",
+       [](SimpleAvi& s) {
+         s.index = SimpleAvi::ODML_AND_IDX1, s.audio = true, s.audioChunks = {"aaaaaa", "bbbbbb", "cccccc"};
+         std::string b = s.build();
+         for (std::size_t at = b.find("idx1") + 16; at < b.find("idx1") + 8 + 96; at += 16) put32(b, at, 1000);
+         return b;
+       },
+       0, 3, "aaaaaabbbbbbcccccc", 6, 6},
+      {"a super index that names another super index",
+       [](SimpleAvi& s) {
+         s.index = SimpleAvi::ODML;
+         std::string b = s.build();
+         const std::size_t indx = b.find("indx");
+         const std::string nested = chunk("ix00", b.substr(indx + 8, 40));  // a copy of the super index
+         put64(b, indx + 8 + 24, b.size());
+         put32(b, indx + 8 + 32, static_cast<std::uint32_t>(nested.size()));
+         b += nested;
+         put32(b, 4, static_cast<std::uint32_t>(b.size() - 8));
+         return b;
+       },
+       0, 3, ""},
+      // The audio stream's 'indx' made unknown, idx1's audio entries broken:
+      // idx1 is not read, the audio comes from the scan.
+      {"OpenDML for video alone",
+       [](SimpleAvi& s) {
+         s.index = SimpleAvi::ODML_AND_IDX1, s.audio = true, s.audioChunks = {"0123", "4567"};
+         std::string b = s.build();
+         b.replace(b.find("indx", b.find("auds")), 4, "xndx");
+         put32(b, b.find("idx1") + 8 + 16 + 8, 9999);
+         return b;
+       },
+       0, 3, "01234567", 4, 0},
+      {"scan, odd audio chunks rounded up to even",
+       [](SimpleAvi& s) { return s.index = SimpleAvi::NO_INDEX, s.audio = true, s.audioChunks = {"abc", "def", "gh"}, s.build(); },
+       0, 3, std::string("abc\0def\0", 8), 4, 0},
+      // 'movi' ends the file: the video scan fails, the audio scan does not run.
+      {"scan past the end",
+       [](SimpleAvi& s) { return s.index = SimpleAvi::NO_INDEX, s.audio = true, s.trailer = "", s.build(); }, 11, 3,
+       "", 0},
+      {"idx1 naming only other streams",
+       [](SimpleAvi& s) {
+         std::string b = s.build();
+         for (std::size_t at = b.find("idx1") + 8; at < b.find("idx1") + 8 + 48; at += 16) b.replace(at, 2, "02");
+         return b;
+       },
+       0, 3, ""},
+      {"an audio entry of size 0 beside video stream 0",
+       [](SimpleAvi& s) {
+         s.audio = true;
+         std::string b = s.build();
+         put32(b, b.find("idx1") + 8 + 16 + 12, 0);
+         return b;
+       },
+       0, 3, ""},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    SimpleAvi s = base();
+    const std::string path = write(c.make(s));
+    Opened o(path);
+    EXPECT_EQ(o.file.getErrorCode(), c.code);
+    ASSERT_EQ(o.file.getVideoTotalFrames(), c.frames);
+    for (std::uint64_t n = 0; c.code == 0 && n < c.frames; ++n) EXPECT_EQ(readFrame(o.file, n, 24), s.frames[n]);
+    std::string audio(c.audio.size(), '\0');
+    o.file.readAudio(audio.data(), audio.size());
+    EXPECT_EQ(audio, c.audio);
+    if (c.audioChunk >= 0) {
+      EXPECT_EQ(o.file.getAudioChunkSize(), static_cast<unsigned>(c.audioChunk));
+    }
+    if (c.infoAudioChunk >= 0) {
+      avi::File info;
+      info.openToGetInformation(path.c_str());
+      EXPECT_EQ(info.getAudioChunkSize(), static_cast<unsigned>(c.infoAudioChunk));
+    }
+  }
 }
 
 // --- Reading ----------------------------------------------------------------
@@ -458,47 +462,6 @@ TEST_F(AviTest, RawReadsOfCompressedAndNonIndexedVideo) {
   EXPECT_EQ(raw, "0123456789");
   EXPECT_EQ(m.file.getRawVideoFrameSize(0), 6u);
   EXPECT_EQ(m.file.getRawVideoFrameSize(1), 10u);
-}
-
-TEST_F(AviTest, AudioIsOneByteStreamAcrossChunks) {
-  SimpleAvi s = base();
-  s.video = false;
-  s.audio = true;
-  s.sampleBits = 8;
-  s.audioChunks = patternFrames(6, 300);
-  std::string all;
-  for (const std::string& c : s.audioChunks) all += c;
-  Opened o(write(s.build()));
-  EXPECT_EQ(o.file.getAudioTotalBytes(), 1800u);
-  EXPECT_EQ(o.file.getAudioChunkSize(), 300u);
-  std::string buf(1000, '#');
-  o.file.readAudio(buf.data(), 1000);  // three chunks and 100 bytes of the fourth
-  EXPECT_TRUE(buf == all.substr(0, 1000));
-  std::string rest(200, '#');
-  o.file.readAudio(rest.data(), 200);  // goes on at byte 100 of the fourth
-  EXPECT_TRUE(rest == all.substr(1000, 200));
-  EXPECT_EQ(o.file.getAudioBytesRead(), 1200u);
-  EXPECT_FALSE(o.file.isEndOfAudio());
-  // 600 remain: they come, then 400 zeros, and the end is reached.
-  o.file.readAudio(buf.data(), 1000);
-  EXPECT_TRUE(buf == all.substr(1200, 600) + std::string(400, '\0'));
-  EXPECT_TRUE(o.file.isEndOfAudio());
-  std::string after(1000, '#');
-  o.file.readAudio(after.data(), 1000);
-  EXPECT_EQ(after, std::string(1000, '#'));
-  o.file.resetAudio();
-  std::string small(7, '\0');
-  o.file.readAudio(small.data(), 7);
-  EXPECT_EQ(small, all.substr(0, 7));
-
-  // The header promises 40 bytes, the index holds 6: those are kept (code 10).
-  s.audioChunks = {"ab", "cd", "ef"};
-  s.audioLength = 40;
-  Opened p(write(s.build()));
-  p.file.readAudio(buf.data(), 40);
-  EXPECT_EQ(p.file.getErrorCode(), 10u);
-  EXPECT_EQ(buf.substr(0, 6), "abcdef");
-  EXPECT_EQ(p.file.getAudioBytesRead(), 6u);
 }
 
 // --- The 24-bit expansion -----------------------------------------------------
