@@ -232,25 +232,18 @@ inline bool run(const std::string& command) { return std::system(("(" + command 
 inline bool haveFfmpeg() { return run("ffmpeg -version"); }
 inline bool haveAvidemux() { return run("gst-inspect-1.0 avidemux"); }
 
-// What a command prints.
-inline std::string output(const std::string& command) {
-  std::string out;
-  if (FILE* p = popen(command.c_str(), "r")) {
-    char buf[256];
-    while (std::fgets(buf, sizeof buf, p) != nullptr) out += buf;
-    pclose(p);
-  }
-  return out;
-}
-
 // How many packets of stream 'kind' ("v" or "a") ffprobe finds, or with
 // 'decode' how many frames it decodes.
 inline std::size_t ffprobeCount(const std::string& path, const std::string& kind, bool decode = false) {
   const std::string what = decode ? "frames" : "packets";
-  return std::strtoul(output("ffprobe -v error -select_streams " + kind + ":0 -count_" + what +
-                             " -show_entries stream=nb_read_" + what + " -of csv=p=0 " + path)
-                          .c_str(),
-                      nullptr, 10);
+  std::string out;
+  if (FILE* p = popen(("ffprobe -v error -select_streams " + kind + ":0 -count_" + what + " -show_entries stream=nb_read_" +
+                       what + " -of csv=p=0 " + path).c_str(), "r")) {
+    char buf[64];
+    while (std::fgets(buf, sizeof buf, p) != nullptr) out += buf;
+    pclose(p);
+  }
+  return std::strtoul(out.c_str(), nullptr, 10);
 }
 
 // Adler-32 as ffmpeg's framecrc computes it: both sums start at 0. Folded every

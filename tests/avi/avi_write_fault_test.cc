@@ -118,54 +118,58 @@ class WriteFaults : public ::testing::Test {
   TempDir dir;
 };
 
-// A file size limit 1000 bytes past the tenth frame: the eleventh fails with
+// The system stops taking bytes partway: the frame whose write fails stores
 // code 6, the next call is refused with code 50, and close still writes the
-// indexes and headers in the room left, so all ten frames read back.
-TEST_F(WriteFaults, FileSizeLimit) {
-  const std::string path = dir.path("limited.avi");
+// indexes and headers in the room left, so every frame before reads back,
+// here and in ffmpeg.
+//  - A file size limit 1000 bytes past the tenth frame: the eleventh fails.
+//  - A tmpfs of 256 KiB in a mount namespace of the child's own (the child
+//    copies the file out for the parent): the sixteenth frame finds it full,
+//    its partial write leaving room enough for the indexes of the fifteen.
+TEST_F(WriteFaults, FileSizeLimitAndFullFileSystem) {
   const rlim_t limit = kFirst + 10 * kChunk + 1000;
-  const Report r = runWriter(path, [&] {
-    signal(SIGXFSZ, SIG_IGN);
-    const rlimit l{limit, limit};
-    return setrlimit(RLIMIT_FSIZE, &l) == 0;
-  });
-  ASSERT_EQ(r.status, 0);
-  EXPECT_EQ(r.failedAt, 10);
-  EXPECT_EQ(r.failCode, static_cast<unsigned>(avi::errors::FWRITE_FAILED));
-  EXPECT_EQ(r.nextCode, static_cast<unsigned>(avi::errors::WRITE_AFTER_FAILURE));
-  EXPECT_EQ(r.closeCode, 0u);
-  EXPECT_LE(std::filesystem::file_size(path), limit);
-  EXPECT_EQ(framesReadBack(path), 10);
-  if (haveFfmpeg()) {
-    EXPECT_EQ(framesByFfmpeg(path, dir.path("v.raw")), 10);
-  }
-}
-
-// A tmpfs of 256 KiB in a mount namespace of the child's own. The sixteenth
-// frame finds the file system full; its partial write leaves room enough for
-// the indexes of the fifteen before it.
-TEST_F(WriteFaults, FullFileSystem) {
   const std::string mountPoint = dir.path("small"), kept = dir.path("kept.avi");
   std::filesystem::create_directories(mountPoint);
-  const std::string path = mountPoint + "/full.avi";
-  // The mount lives in the child's namespace only: the child copies the file
-  // out for the parent.
-  const Report r = runWriter(
-      path,
-      [&] {
-        return unshare(CLONE_NEWNS) == 0 && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-               mount("tmpfs", mountPoint.c_str(), "tmpfs", 0, "size=256k") == 0;
-      },
-      -1, false, [&] { std::filesystem::copy_file(path, kept); });
-  if (r.status == 77) GTEST_SKIP() << "no tmpfs can be mounted here (needs CAP_SYS_ADMIN in a mount namespace)";
-  ASSERT_EQ(r.status, 0);
-  EXPECT_EQ(r.failedAt, 15);
-  EXPECT_EQ(r.failCode, static_cast<unsigned>(avi::errors::FWRITE_FAILED));
-  EXPECT_EQ(r.nextCode, static_cast<unsigned>(avi::errors::WRITE_AFTER_FAILURE));
-  EXPECT_EQ(r.closeCode, 0u);
-  EXPECT_EQ(framesReadBack(kept), 15);
-  if (haveFfmpeg()) {
-    EXPECT_EQ(framesByFfmpeg(kept, dir.path("v.raw")), 15);
+  const struct {
+    const char* what;
+    std::string path;
+    std::function<bool()> prepare;
+    std::function<void()> after;
+    int framesKept;
+    std::uintmax_t room;  // the most bytes the file can take
+  } cases[] = {
+      {"file size limit", kept,
+       [&] {
+         signal(SIGXFSZ, SIG_IGN);
+         const rlimit l{limit, limit};
+         return setrlimit(RLIMIT_FSIZE, &l) == 0;
+       },
+       nullptr, 10, limit},
+      {"full file system", mountPoint + "/full.avi",
+       [&] {
+         return unshare(CLONE_NEWNS) == 0 && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+                mount("tmpfs", mountPoint.c_str(), "tmpfs", 0, "size=256k") == 0;
+       },
+       [&] { std::filesystem::copy_file(mountPoint + "/full.avi", kept); }, 15, 256 * 1024},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    std::filesystem::remove(kept);
+    const Report r = runWriter(c.path, c.prepare, -1, false, c.after);
+    if (r.status == 77) {
+      std::printf("%s: cannot be set up here (a tmpfs needs CAP_SYS_ADMIN in a mount namespace)\n", c.what);
+      continue;
+    }
+    ASSERT_EQ(r.status, 0);
+    EXPECT_EQ(r.failedAt, c.framesKept);
+    EXPECT_EQ(r.failCode, static_cast<unsigned>(avi::errors::FWRITE_FAILED));
+    EXPECT_EQ(r.nextCode, static_cast<unsigned>(avi::errors::WRITE_AFTER_FAILURE));
+    EXPECT_EQ(r.closeCode, 0u);
+    EXPECT_LE(std::filesystem::file_size(kept), c.room);
+    EXPECT_EQ(framesReadBack(kept), c.framesKept);
+    if (haveFfmpeg()) {
+      EXPECT_EQ(framesByFfmpeg(kept, dir.path("v.raw")), c.framesKept);
+    }
   }
 }
 
