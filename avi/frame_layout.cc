@@ -290,7 +290,8 @@ bool fitsIndexed(std::uint32_t width, std::uint32_t height, std::uint32_t frameS
   if (rgb24PadLength(width) == 0 && trueStride == 0) {
     return 3ull * frameSize <= rgb24Size && frameSize <= capacity && rgb24Size <= capacity;
   }
-  const std::uint64_t stride = trueStride != 0 ? trueStride : static_cast<std::uint64_t>(width) + indexedPadLength(width);
+  const std::uint64_t stride =
+      trueStride != 0 ? trueStride : static_cast<std::uint64_t>(width) + indexedPadLength(width);
   return wideRgb24FrameSize(width, height) <= rgb24Size && rgb24Size <= capacity &&
          rowReadExtent(height, stride, width) <= capacity;
 }

@@ -100,8 +100,9 @@
 //    stays in getVideoFourCC()). Frames of a grey FourCC are stored top-down
 //    whatever the sign of the height. A grey row is as long as the frame's
 //    size divided by the height: ffmpeg stores rows of odd width unpadded,
-//    GStreamer pads them to four bytes. readIndexedVideoFrame gives the rows
-//    so, turned bottom-up.
+//    GStreamer pads them to four bytes; a frame whose rows would be shorter
+//    than the width is not expanded (code 11). readIndexedVideoFrame gives
+//    the rows as stored, turned bottom-up.
 //
 // Buffers: readVideoFrame writes getVideoChunkSize() bytes for uncompressed
 // video and getRawVideoFrameSize(frame) bytes for compressed video.

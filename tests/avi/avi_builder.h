@@ -92,8 +92,8 @@ struct SimpleAvi {
   std::uint32_t flags = 0x10;
   std::string trailer = chunk("JUNK", "tail");  // behind 'movi'; empty: 'movi' ends the file
 
-  std::string vtag() const { return videoTag.empty() ? "0" + digit(audio && audioFirst) + "db" : videoTag; }
-  std::string atag() const { return "0" + digit(video && !audioFirst) + "wb"; }
+  std::string vtag() const { return videoTag.empty() ? tag(audio && audioFirst, "db") : videoTag; }
+  std::string atag() const { return tag(video && !audioFirst, "wb"); }
 
   std::string build() const {
     // Two passes: the OpenDML offsets depend on the header's length, which
@@ -104,7 +104,13 @@ struct SimpleAvi {
   }
 
  private:
-  static std::string digit(bool one) { return one ? "1" : "0"; }
+  // "0Nxx", filled in place: g++ 12 warns falsely (-Wrestrict) on a literal
+  // put in front of a temporary string.
+  static std::string tag(bool one, const char* kind) {
+    std::string t = "00";
+    t[1] = one ? '1' : '0';
+    return t.append(kind);
+  }
   bool odml() const { return index == ODML || index == ODML_AND_IDX1; }
 
   std::string strl(bool isVideo, std::size_t ixPos, std::size_t ixSize) const {
@@ -237,8 +243,9 @@ inline bool haveAvidemux() { return run("gst-inspect-1.0 avidemux"); }
 inline std::size_t ffprobeCount(const std::string& path, const std::string& kind, bool decode = false) {
   const std::string what = decode ? "frames" : "packets";
   std::string out;
-  if (FILE* p = popen(("ffprobe -v error -select_streams " + kind + ":0 -count_" + what + " -show_entries stream=nb_read_" +
-                       what + " -of csv=p=0 " + path).c_str(), "r")) {
+  const std::string command = "ffprobe -v error -select_streams " + kind + ":0 -count_" + what +
+                              " -show_entries stream=nb_read_" + what + " -of csv=p=0 " + path;
+  if (FILE* p = popen(command.c_str(), "r")) {
     char buf[64];
     while (std::fgets(buf, sizeof buf, p) != nullptr) out += buf;
     pclose(p);

@@ -345,7 +345,9 @@ TEST_F(AviTest, IndexSources) {
        },
        0, 3, "01234567", 4, 0},
       {"scan, odd audio chunks rounded up to even",
-       [](SimpleAvi& s) { return s.index = SimpleAvi::NO_INDEX, s.audio = true, s.audioChunks = {"abc", "def", "gh"}, s.build(); },
+       [](SimpleAvi& s) {
+         return s.index = SimpleAvi::NO_INDEX, s.audio = true, s.audioChunks = {"abc", "def", "gh"}, s.build();
+       },
        0, 3, std::string("abc\0def\0", 8), 4, 0},
       // 'movi' ends the file: the video scan fails, the audio scan does not run.
       {"scan past the end",
