@@ -102,7 +102,8 @@ File::File()
       writeFailed(false),
       provisionalHeader(false),
       tolerantReading(false),
-      audioIndexBytes(0) {}
+      audioIndexBytes(0),
+      greyVideo(false) {}
 
 File::~File() {
   close();
@@ -249,6 +250,7 @@ void File::resetFileState() {
   subIndexBytesRead = 0;
   indexDepth = 0;
   audioIndexBytes = 0;
+  greyVideo = false;
 }
 
 void File::close() {

@@ -229,9 +229,9 @@ void indexedToRgb24(char* frame, std::uint32_t frameSize, std::uint32_t rgb24Siz
 }
 
 void indexedToRgb24WPad(char* frame, std::uint32_t width, std::uint32_t height, std::uint32_t rgb24Size,
-                        const tagRGBQUAD* map, std::size_t mapSize) {
+                        const tagRGBQUAD* map, std::size_t mapSize, std::size_t trueStride) {
   unsigned char* bytes = reinterpret_cast<unsigned char*>(frame);
-  const std::size_t stride = static_cast<std::size_t>(width) + indexedPadLength(width);
+  const std::size_t stride = trueStride != 0 ? trueStride : static_cast<std::size_t>(width) + indexedPadLength(width);
   const unsigned int pad = rgb24PadLength(width);
   std::size_t end = rgb24Size;
   for (std::uint32_t r = height; r-- > 0;) {
@@ -284,12 +284,14 @@ bool fitsRgb555(std::uint32_t width, std::uint32_t height, std::uint32_t frameSi
          rowReadExtent(height, stride, 2ull * width) <= capacity;
 }
 
-bool fitsIndexed(std::uint32_t width, std::uint32_t height, std::uint32_t frameSize, std::uint64_t capacity) {
+bool fitsIndexed(std::uint32_t width, std::uint32_t height, std::uint32_t frameSize, std::uint64_t capacity,
+                 std::uint64_t trueStride) {
   const std::uint32_t rgb24Size = rgb24FrameSize(width, height);
-  if (rgb24PadLength(width) == 0) {
+  if (rgb24PadLength(width) == 0 && trueStride == 0) {
     return 3ull * frameSize <= rgb24Size && frameSize <= capacity && rgb24Size <= capacity;
   }
-  const std::uint64_t stride = static_cast<std::uint64_t>(width) + indexedPadLength(width);
+  const std::uint64_t stride =
+      trueStride != 0 ? trueStride : static_cast<std::uint64_t>(width) + indexedPadLength(width);
   return wideRgb24FrameSize(width, height) <= rgb24Size && rgb24Size <= capacity &&
          rowReadExtent(height, stride, width) <= capacity;
 }

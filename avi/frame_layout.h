@@ -63,16 +63,19 @@ void rgb555ToRgb24WPad(char* frame, std::uint32_t width, std::uint32_t height, s
 // past the colormap gives black.
 void indexedToRgb24(char* frame, std::uint32_t frameSize, std::uint32_t rgb24Size, const tagRGBQUAD* map,
                     std::size_t mapSize);
+// A non-zero trueStride replaces the source stride of width rounded up to four
+// (grey rows, whose length comes from the stored frame's size).
 void indexedToRgb24WPad(char* frame, std::uint32_t width, std::uint32_t height, std::uint32_t rgb24Size,
-                        const tagRGBQUAD* map, std::size_t mapSize);
+                        const tagRGBQUAD* map, std::size_t mapSize, std::size_t trueStride = 0);
 
 // Whether the kernel for this depth, width, height and stored frame size keeps
 // all its reads and writes in 'capacity' bytes. The WPad forms serve when
-// rgb24PadLength(width) is not 0.
+// rgb24PadLength(width) is not 0, or a trueStride is given.
 bool fitsRgb32(std::uint32_t width, std::uint32_t height, std::uint32_t frameSize, std::uint64_t capacity);
 bool fitsRgb555(std::uint32_t width, std::uint32_t height, std::uint32_t frameSize, std::uint64_t capacity,
                 std::uint64_t trueStride = 0);
-bool fitsIndexed(std::uint32_t width, std::uint32_t height, std::uint32_t frameSize, std::uint64_t capacity);
+bool fitsIndexed(std::uint32_t width, std::uint32_t height, std::uint32_t frameSize, std::uint64_t capacity,
+                 std::uint64_t trueStride = 0);
 
 }  // namespace avi::layout
 

@@ -367,12 +367,38 @@ void File::parseVideoStreamFormat(const char* data, std::uint64_t size, std::uin
     needsFlip = true;
     mainHeader.dwHeight = videoFormat.biHeight;
   }
+  if (tolerantReading) {
+    takeAsGrey();
+  }
   errorIf2or4or8bitAVIwithNoClrmap();
+}
+
+void File::takeAsGrey() {
+  // ffmpeg writes 8-bit grey as "Y800" (and reads "Y8  " and "GREY" as the
+  // same), GStreamer as "Y800"; an 8-bit frame of no FourCC without a
+  // colormap has nothing to look its bytes up in but grey levels either.
+  const std::uint32_t tag = videoFormat.biCompression;
+  const bool greyFourCC = tag == readLE32("Y800") || tag == readLE32("Y8  ") || tag == readLE32("GREY");
+  if (videoFormat.biBitCount != 8 || !(greyFourCC || (tag == 0 && colormap.empty()))) {
+    return;
+  }
+  greyVideo = true;
+  // Like every FourCC of the YUV family, a grey FourCC stores rows top-down,
+  // whatever the sign of the height.
+  if (greyFourCC) {
+    needsFlip = true;
+  }
+  // Index i is the grey level i.
+  colormap.assign(256, tagRGBQUAD{});
+  for (unsigned int i = 0; i < 256; ++i) {
+    const auto level = static_cast<unsigned char>(i);
+    colormap[i] = tagRGBQUAD{level, level, level, 0};
+  }
 }
 
 bool File::headerFrameFitsFile() {
   // Compressed frames have no size that follows from the header.
-  if ((videoFormat.biCompression & 0xFF) != 0) {
+  if (!storedAsRows()) {
     return true;
   }
   // The smallest stored frame: rows of width * depth bits, unpadded. Each

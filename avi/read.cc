@@ -59,7 +59,7 @@ void File::readVideoFrame(char* buffer, long long frame) {
   }
   const IndexEntry& entry = (*videoIndex)[n];
   // Uncompressed frames all take the size of the first one.
-  const bool uncompressed = (videoFormat.biCompression & 0xFF) == 0;
+  const bool uncompressed = storedAsRows();
   const std::uint32_t length = uncompressed ? videoChunkSize : entry.getSize();
   // Read at its own position, so nothing depends on where the stream stood; a
   // frame that cannot be reached is not read at all.
@@ -78,7 +78,7 @@ void File::readVideoFrame(char* buffer, long long frame) {
 void File::readRGB24VideoFrame(char* buffer) { readRGB24VideoFrame(buffer, INVALID_FRAME_INDEX); }
 
 bool File::readUncompressedVideoFrame(char* buffer, long long frame) {
-  if ((videoFormat.biCompression & 0xFF) != 0) {
+  if (!storedAsRows()) {
     setError(errors::COMPRESSED_VIDEO);
     return false;
   }
@@ -107,18 +107,23 @@ bool File::expandToRgb24(char* frame) {
   switch (videoFormat.biBitCount) {
     case 2:
     case 4:
-    case 8:
+    case 8: {
       // One stored byte is one pixel at every depth: 2- and 4-bit frames are
-      // not unpacked.
-      if (!layout::fitsIndexed(width, height, videoChunkSize, capacity)) {
+      // not unpacked. Grey rows take their length from the frame's size, as
+      // writers pad them (GStreamer, to four bytes) or not (ffmpeg); rows
+      // shorter than the width make no frame of this geometry.
+      const std::size_t trueStride = greyVideo && height != 0 ? videoChunkSize / height : 0;
+      if ((greyVideo && height != 0 && trueStride < width) ||
+          !layout::fitsIndexed(width, height, videoChunkSize, capacity, trueStride)) {
         return false;
       }
-      if (padded) {
-        layout::indexedToRgb24WPad(frame, width, height, rgb24Size, colormap.data(), colormap.size());
+      if (padded || trueStride != 0) {
+        layout::indexedToRgb24WPad(frame, width, height, rgb24Size, colormap.data(), colormap.size(), trueStride);
       } else {
         layout::indexedToRgb24(frame, videoChunkSize, rgb24Size, colormap.data(), colormap.size());
       }
       return true;
+    }
     case 16: {
       // Tolerant reading takes odd-width rows with their true stride, 2 * width
       // rounded up to four bytes, as writers store them.

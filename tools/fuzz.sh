@@ -27,7 +27,8 @@ seeds=$out/seeds
 if command -v ffmpeg >/dev/null; then
   i=0
   for seed in "bgr24 pcm_s16le 5x3" "bgr24 pcm_u8 4x2" "bgra pcm_s16le 5x2" "bgra pcm_u8 4x3" \
-              "rgb555le pcm_s16le 3x3" "rgb555le pcm_u8 6x2" "pal8 pcm_s16le 5x3" "pal8 pcm_u8 8x2"; do
+              "rgb555le pcm_s16le 3x3" "rgb555le pcm_u8 6x2" "pal8 pcm_s16le 5x3" "pal8 pcm_u8 8x2" \
+              "gray pcm_s16le 5x3" "gray pcm_u8 6x2"; do
     set -- $seed
     f=$seeds/ffmpeg_$i.avi
     [ -s "$f" ] || ffmpeg -v error -y -f lavfi -i "testsrc=size=$3:rate=5" -f lavfi -i sine=sample_rate=800 \
@@ -39,7 +40,15 @@ if command -v ffmpeg >/dev/null; then
   [ -s "$seeds/ffmpeg_audio.avi" ] || ffmpeg -v error -y -f lavfi -i sine=sample_rate=800 \
     -c:a pcm_s16le -t 0.5 "$seeds/ffmpeg_audio.avi"
 fi
-for t in avi_test avi_hostile_test avi_ffmpeg_test; do
+# GStreamer's avimux: idx1 offsets as file positions, grey rows padded to four.
+if command -v gst-launch-1.0 >/dev/null; then
+  for format in GRAY8 BGR; do
+    f=$seeds/gstreamer_$format.avi
+    [ -s "$f" ] || gst-launch-1.0 -q videotestsrc num-buffers=2 ! "video/x-raw,format=$format,width=17,height=16" ! \
+      avimux ! filesink location="$f"
+  done
+fi
+for t in avi_test avi_hostile_test avi_read_interop_test; do
   for b in release asan-ubsan; do
     if [ -x "build/$b/tests/avi/$t" ]; then
       RIVULET_AVI_SEED_DIR=$seeds "build/$b/tests/avi/$t" >/dev/null 2>&1 || true

@@ -93,7 +93,16 @@
 //    frame): the bit is masked and the entry kept.
 //  - 16-bit frames of odd width are expanded from their true row stride,
 //    2 * width rounded up to four bytes, as writers store them.
-// Not handled yet: 8-bit grey video without a colormap (Y800).
+//  - 8-bit video without a colormap, and 8-bit video of the grey FourCCs
+//    "Y800", "Y8  " and "GREY" (ffmpeg's gray, GStreamer's GRAY8), is grey:
+//    getColormap() gives the identity palette of 256 grey levels, which
+//    readRGB24VideoFrame applies, and isVideoCompressed() is 0 (the FourCC
+//    stays in getVideoFourCC()). Frames of a grey FourCC are stored top-down
+//    whatever the sign of the height. A grey row is as long as the frame's
+//    size divided by the height: ffmpeg stores rows of odd width unpadded,
+//    GStreamer pads them to four bytes; a frame whose rows would be shorter
+//    than the width is not expanded (code 11). readIndexedVideoFrame gives
+//    the rows as stored, turned bottom-up.
 //
 // Buffers: readVideoFrame writes getVideoChunkSize() bytes for uncompressed
 // video and getRawVideoFrameSize(frame) bytes for compressed video.
@@ -323,7 +332,9 @@ class RIVULET_API File {
   unsigned char hasAudio() { return audioPresent; }
   unsigned char hasVideo() { return videoPresent; }
   unsigned char isAudioCompressed() { return audioFormat.wFormatTag != 1; }
-  unsigned char isVideoCompressed() { return static_cast<unsigned char>(videoFormat.biCompression & 0xFF); }
+  unsigned char isVideoCompressed() {
+    return greyVideo ? 0 : static_cast<unsigned char>(videoFormat.biCompression & 0xFF);
+  }
   std::uint16_t getAudioBitsPerSample() { return audioFormat.wBitsPerSample; }
   unsigned int getAudioNumberOfChannels() { return audioFormat.nChannels; }
   unsigned int getAudioSampleRate() { return audioFormat.nSamplesPerSec; }
@@ -467,7 +478,13 @@ class RIVULET_API File {
   void parseVideoStreamFormat(const char* data, std::uint64_t size, std::uint64_t available);
   void parseAudioStreamFormat(const char* data, std::uint64_t size);
   void errorIf2or4or8bitAVIwithNoClrmap();
+  // Tolerant reading: 8-bit video without a colormap, or of a grey FourCC,
+  // becomes grey (an identity palette); grey FourCCs store rows top-down.
+  void takeAsGrey();
   void errorIfWrongNumFrameForRGB24();
+  // Whether frames are stored as rows of pixels: biCompression's lowest byte
+  // is 0, or the video is grey.
+  bool storedAsRows() { return (videoFormat.biCompression & 0xFF) == 0 || greyVideo; }
   // Whether the smallest frame the bitmap header describes fits in the file.
   bool headerFrameFitsFile();
   void verifySupport();
@@ -626,9 +643,11 @@ class RIVULET_API File {
   bool writeFailed;
   bool provisionalHeader;
 
-  // Tolerant reading: the setting, and the bytes that the audio entries hold.
+  // Tolerant reading: the setting, the bytes that the audio entries hold, and
+  // whether the video is grey (8 bits without a colormap).
   bool tolerantReading;
   std::uint64_t audioIndexBytes;
+  bool greyVideo;
 };
 
 }  // namespace avi

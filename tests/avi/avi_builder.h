@@ -1,14 +1,21 @@
 // Builds small AVI files byte by byte for the reader's tests, and keeps them
 // in a temporary directory. When RIVULET_AVI_SEED_DIR is set, every file
-// written also lands there, as a seed for the fuzzer.
+// written also lands there, as a seed for the fuzzer. Also the helpers that
+// run the independent readers (ffmpeg, GStreamer) and compare bytes.
 #ifndef RIVULET_TESTS_AVI_BUILDER_H
 #define RIVULET_TESTS_AVI_BUILDER_H
 
+#include <gtest/gtest.h>
+
+#include <algorithm>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace avitest {
@@ -85,8 +92,8 @@ struct SimpleAvi {
   std::uint32_t flags = 0x10;
   std::string trailer = chunk("JUNK", "tail");  // behind 'movi'; empty: 'movi' ends the file
 
-  std::string vtag() const { return videoTag.empty() ? "0" + digit(audio && audioFirst) + "db" : videoTag; }
-  std::string atag() const { return "0" + digit(video && !audioFirst) + "wb"; }
+  std::string vtag() const { return videoTag.empty() ? tag(audio && audioFirst, "db") : videoTag; }
+  std::string atag() const { return tag(video && !audioFirst, "wb"); }
 
   std::string build() const {
     // Two passes: the OpenDML offsets depend on the header's length, which
@@ -97,7 +104,13 @@ struct SimpleAvi {
   }
 
  private:
-  static std::string digit(bool one) { return one ? "1" : "0"; }
+  // "0Nxx", filled in place: g++ 12 warns falsely (-Wrestrict) on a literal
+  // put in front of a temporary string.
+  static std::string tag(bool one, const char* kind) {
+    std::string t = "00";
+    t[1] = one ? '1' : '0';
+    return t.append(kind);
+  }
   bool odml() const { return index == ODML || index == ODML_AND_IDX1; }
 
   std::string strl(bool isVideo, std::size_t ixPos, std::size_t ixSize) const {
@@ -205,6 +218,106 @@ class TempDir {
  private:
   std::filesystem::path path_;
 };
+
+// A fixture that writes each built file under a new name, after the test, so
+// that files still open keep their bytes.
+class BuiltFiles : public ::testing::Test {
+ protected:
+  TempDir dir;
+  int count = 0;
+  std::string write(const std::string& bytes) {
+    return dir.write(::testing::UnitTest::GetInstance()->current_test_info()->name() + std::to_string(count++) + ".avi",
+                     bytes);
+  }
+};
+
+// ---- Independent readers (ffmpeg, GStreamer) and comparisons --------------
+
+// Runs a shell command with its output dropped; true when it exits with 0.
+inline bool run(const std::string& command) { return std::system(("(" + command + ") >/dev/null 2>&1").c_str()) == 0; }
+inline bool haveFfmpeg() { return run("ffmpeg -version"); }
+inline bool haveAvidemux() { return run("gst-inspect-1.0 avidemux"); }
+
+// How many packets of stream 'kind' ("v" or "a") ffprobe finds, or with
+// 'decode' how many frames it decodes.
+inline std::size_t ffprobeCount(const std::string& path, const std::string& kind, bool decode = false) {
+  const std::string what = decode ? "frames" : "packets";
+  std::string out;
+  const std::string command = "ffprobe -v error -select_streams " + kind + ":0 -count_" + what +
+                              " -show_entries stream=nb_read_" + what + " -of csv=p=0 " + path;
+  if (FILE* p = popen(command.c_str(), "r")) {
+    char buf[64];
+    while (std::fgets(buf, sizeof buf, p) != nullptr) out += buf;
+    pclose(p);
+  }
+  return std::strtoul(out.c_str(), nullptr, 10);
+}
+
+// Adler-32 as ffmpeg's framecrc computes it: both sums start at 0. Folded every
+// 5552 bytes, the most that cannot overflow 32 bits.
+inline std::uint32_t adler32(const char* p, std::size_t n) {
+  std::uint32_t a = 0, b = 0;
+  for (std::size_t at = 0; at < n;) {
+    for (const std::size_t end = std::min(n, at + 5552); at < end; ++at) {
+      a += static_cast<unsigned char>(p[at]);
+      b += a;
+    }
+    a %= 65521;
+    b %= 65521;
+  }
+  return b << 16 | a;
+}
+
+// Size and Adler-32 of every video packet ffmpeg copies out of 'path'.
+inline std::vector<std::pair<std::size_t, std::uint32_t>> ffmpegFrameCrcs(const std::string& path,
+                                                                           const std::string& out) {
+  std::vector<std::pair<std::size_t, std::uint32_t>> crcs;
+  if (!run("ffmpeg -v error -y -i " + path + " -map 0:v -c copy -f framecrc " + out)) return crcs;
+  std::istringstream lines(readWhole(out));
+  for (std::string line; std::getline(lines, line);) {
+    unsigned stream, crc;
+    long long pts, dts, duration;
+    std::size_t size;
+    if (line[0] != '#' &&
+        std::sscanf(line.c_str(), "%u, %lld, %lld, %lld, %zu, 0x%x", &stream, &pts, &dts, &duration, &size, &crc) == 6)
+      crcs.emplace_back(size, crc);
+  }
+  return crcs;
+}
+
+// GStreamer's avidemux hands the buffers of its first 'kind' pad ("video" or
+// "audio") to files dir/000000, dir/000001...; with 'keep' only the last
+// 'keep' files stay. avidemux gives uncompressed frames top-down.
+inline std::string gstBufferPath(const std::string& dir, int n) {
+  char name[16];
+  std::snprintf(name, sizeof name, "/%06d", n);
+  return dir + name;
+}
+inline bool gstDemux(const std::string& file, const std::string& kind, const std::string& dir, int keep = 0) {
+  std::filesystem::create_directories(dir);
+  return run("gst-launch-1.0 -q filesrc location=" + file + " ! avidemux name=d d." + kind +
+             "_0 ! multifilesink" + (keep ? " max-files=" + std::to_string(keep) : std::string()) +
+             " location=" + dir + "/%06d");
+}
+// All buffers from the first, after a gstDemux that kept them all.
+inline std::vector<std::string> gstBuffers(const std::string& dir) {
+  std::vector<std::string> out;
+  for (int n = 0; std::filesystem::exists(gstBufferPath(dir, n)); ++n) out.push_back(readWhole(gstBufferPath(dir, n)));
+  return out;
+}
+
+inline ::testing::AssertionResult sameBytes(const std::string& a, const std::string& b) {
+  if (a == b) return ::testing::AssertionSuccess();
+  const std::size_t at = std::mismatch(a.begin(), a.end(), b.begin(), b.end()).first - a.begin();
+  return ::testing::AssertionFailure() << "sizes " << a.size() << " and " << b.size() << ", first difference at "
+                                       << at;
+}
+
+inline std::string join(const std::vector<std::string>& parts) {
+  std::string all;
+  for (const auto& p : parts) all += p;
+  return all;
+}
 
 }  // namespace avitest
 

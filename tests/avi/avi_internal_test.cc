@@ -98,7 +98,8 @@ TEST(AviLayout, Rgb555ExpansionOfEveryValue) {
 // Reference forms, one geometry and depth at a time: the stored frame kept
 // apart, the destination written by formula. The buffer is what the caller was
 // asked for, pre-filled with a pattern that shows untouched padding and
-// anything written past it.
+// anything written past it. Depth 0 stands for 8-bit grey rows stored
+// unpadded, taken at their true stride.
 TEST(AviLayout, ExpansionsMatchReference) {
   std::vector<tagRGBQUAD> map;  // 200 entries: indices past them give black
   for (int i = 0; i < 200; ++i) {
@@ -109,10 +110,10 @@ TEST(AviLayout, ExpansionsMatchReference) {
   for (std::uint32_t w = 1; w <= 13; ++w)
     for (std::uint32_t h = 1; h <= 4; ++h) sizes.emplace_back(w, h);
   for (const auto& [w, h] : sizes) {
-    for (const int bits : {32, 16, 8}) {
+    for (const int bits : {32, 16, 8, 0}) {
       SCOPED_TRACE(std::to_string(w) + "x" + std::to_string(h) + "@" + std::to_string(bits));
       const std::size_t pad = (4 - 3 * w % 4) % 4, row = 3 * w + pad;
-      const std::size_t storedRow = (bits * w / 8 + 3) / 4 * 4;  // rows padded to 4 bytes
+      const std::size_t storedRow = bits == 0 ? w : (bits * w / 8 + 3) / 4 * 4;  // rows padded to 4 bytes
       const auto frameSize = static_cast<std::uint32_t>(storedRow * h), rgb24Size = static_cast<std::uint32_t>(row * h);
       const std::size_t capacity = std::max(frameSize, rgb24Size);
       std::vector<unsigned char> buf(capacity);
@@ -123,7 +124,7 @@ TEST(AviLayout, ExpansionsMatchReference) {
       // buffer: the stride of an odd width is 2 * (width + 2).
       const bool fits = bits == 32   ? layout::fitsRgb32(w, h, frameSize, capacity)
                         : bits == 16 ? layout::fitsRgb555(w, h, frameSize, capacity)
-                                     : layout::fitsIndexed(w, h, frameSize, capacity);
+                                     : layout::fitsIndexed(w, h, frameSize, capacity, bits == 0 ? w : 0);
       ASSERT_EQ(fits, !(bits == 16 && w == 1 && h >= 3));
       if (!fits) continue;
       const auto src = buf;
@@ -155,6 +156,8 @@ TEST(AviLayout, ExpansionsMatchReference) {
       } else if (bits == 16) {
         pad == 0 ? layout::rgb555ToRgb24(frame, frameSize, rgb24Size)
                  : layout::rgb555ToRgb24WPad(frame, w, h, rgb24Size);
+      } else if (bits == 0) {
+        layout::indexedToRgb24WPad(frame, w, h, rgb24Size, map.data(), map.size(), w);
       } else {
         pad == 0 ? layout::indexedToRgb24(frame, frameSize, rgb24Size, map.data(), map.size())
                  : layout::indexedToRgb24WPad(frame, w, h, rgb24Size, map.data(), map.size());

@@ -3,11 +3,9 @@
 // ffmpeg's own packet by size and Adler-32 (ffmpeg's framecrc).
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -16,26 +14,8 @@
 
 namespace {
 
-std::uint32_t adler32(const unsigned char* p, std::size_t n) {
-  // Sums modulo 65521, folded every 5552 bytes, the most that cannot overflow
-  // 32 bits. framecrc starts both sums at 0 (not the usual a = 1).
-  std::uint32_t a = 0, b = 0;
-  while (n > 0) {
-    const std::size_t k = n < 5552 ? n : 5552;
-    for (std::size_t i = 0; i < k; ++i) {
-      a += p[i];
-      b += a;
-    }
-    a %= 65521;
-    b %= 65521;
-    p += k;
-    n -= k;
-  }
-  return (b << 16) | a;
-}
-
 TEST(AviLarge, OpenDmlSegmentsOfAFilePastOneGiB) {
-  if (std::system("ffmpeg -version >/dev/null 2>&1") != 0) GTEST_SKIP() << "ffmpeg is not installed";
+  if (!avitest::haveFfmpeg()) GTEST_SKIP() << "ffmpeg is not installed";
   avitest::TempDir dir;
   const std::string file = dir.path("large.avi");
   // 640 x 480 at 24 bits is 921600 bytes a frame: 1250 frames make 1.07 GiB.
@@ -56,19 +36,8 @@ TEST(AviLarge, OpenDmlSegmentsOfAFilePastOneGiB) {
     in.read(next.data(), 12);
     EXPECT_EQ(next.substr(0, 4) + next.substr(8), "RIFFAVIX");
   }
-  const std::string crcs = dir.path("crc.txt");
-  ASSERT_EQ(std::system(("ffmpeg -v error -y -i " + file + " -map 0:v -c copy -f framecrc " + crcs).c_str()), 0);
-  std::vector<std::pair<std::size_t, std::uint32_t>> expected;  // size, adler32
-  std::istringstream lines(avitest::readWhole(crcs));
-  for (std::string line; std::getline(lines, line);) {
-    unsigned stream, crc;
-    long long pts, dts, duration;
-    std::size_t size;
-    const char* format = "%u, %lld, %lld, %lld, %zu, 0x%x";
-    if (line[0] != '#' && std::sscanf(line.c_str(), format, &stream, &pts, &dts, &duration, &size, &crc) == 6) {
-      expected.emplace_back(size, crc);
-    }
-  }
+  // Size and Adler-32 of each packet.
+  const auto expected = avitest::ffmpegFrameCrcs(file, dir.path("crc.txt"));
   ASSERT_EQ(expected.size(), 1250u);
 
   avi::File f;
@@ -76,17 +45,14 @@ TEST(AviLarge, OpenDmlSegmentsOfAFilePastOneGiB) {
   ASSERT_EQ(f.getErrorCode(), 0u) << f.getErrorMsg();
   ASSERT_EQ(f.getVideoTotalFrames(), expected.size());
   const std::size_t size = f.getVideoChunkSize();
-  std::vector<unsigned char> frame(size), stored(size);
-  const std::size_t row = size / f.getVideoHeight();
+  std::string frame(size, '\0'), stored(size, '\0');
   for (std::size_t n = 0; n < expected.size(); ++n) {
-    f.readVideoFrame(reinterpret_cast<char*>(frame.data()));
+    f.readVideoFrame(frame.data());
     ASSERT_EQ(f.getErrorCode(), 0u) << "frame " << n;
     ASSERT_EQ(size, expected[n].first);
     // ffmpeg stores the rows top-down; the reader hands them out bottom-up.
-    for (std::size_t r = 0; r < f.getVideoHeight(); ++r) {
-      std::copy_n(frame.data() + r * row, row, stored.data() + (f.getVideoHeight() - 1 - r) * row);
-    }
-    ASSERT_EQ(adler32(stored.data(), size), expected[n].second) << "frame " << n;
+    stored = avitest::flipRows(frame, f.getVideoHeight());
+    ASSERT_EQ(avitest::adler32(stored.data(), size), expected[n].second) << "frame " << n;
   }
   EXPECT_TRUE(f.isEndOfVideo());
   // The audio across all segments: its length as the header states it.
