@@ -1,6 +1,8 @@
-// AVX-512 (BW) form of the YUY2 to R, G, B byte kernel: the AVX2 form's
-// multiply-adds at twice the width, 32 pairs a step. The other byte kernels
-// are bound by memory at AVX2 width and stay there.
+// AVX-512 (BW, VBMI) forms of the byte row kernels (frame_kernels_simd.h):
+// the byte rearrangements (YUY2 to and from planes, planes to BGR) as VBMI
+// byte permutes across whole 64-byte vectors, and the backward transform as
+// the AVX2 form's multiply-adds at twice the width. The forward transform
+// stays at AVX2 width.
 #include <immintrin.h>
 
 // GCC 12's AVX-512 headers seed some intrinsics with an undefined vector and
@@ -13,9 +15,55 @@
 namespace rivulet {
 namespace {
 
-inline __m512i pair(int lo, int hi) {
-  return _mm512_set1_epi32(static_cast<int>((static_cast<unsigned>(hi) << 16) |
-                                            (static_cast<unsigned>(lo) & 0xFFFF)));
+// ---- Permute indices ----------------------------------------------------------------------------
+
+// For a two-source byte permute, index i < 64 picks byte i of the first
+// source and 64 + i byte i of the second.
+struct PermuteIndices {
+  alignas(64) std::uint8_t even[64];     // bytes 0, 2, .., 126: the lumas of 32 YUY2 pairs
+  alignas(64) std::uint8_t chroma[64];   // bytes 1, 5, .., 125 then 3, 7, .., 127: Cb then Cr
+  alignas(64) std::uint8_t chromaPairs[64];  // Cb k, Cr k for k < 32 (Cb first source)
+  alignas(64) std::uint8_t yuy2[2][64];  // YUY2 of pairs 16h..16h+15 from Y and (Cb, Cr) pairs
+  alignas(64) std::uint8_t bg[3][64];    // bytes 64v.. of BGR pixels: blue (first), green (second)
+  alignas(64) std::uint8_t r[3][64];     // the red byte's pixel, where byte % 3 == 2
+  constexpr PermuteIndices() : even{}, chroma{}, chromaPairs{}, yuy2{}, bg{}, r{} {
+    for (int i = 0; i < 64; ++i) {
+      even[i] = static_cast<std::uint8_t>(2 * i);
+      chroma[i] = static_cast<std::uint8_t>(i < 32 ? 4 * i + 1 : 4 * (i - 32) + 3);
+      chromaPairs[i] = static_cast<std::uint8_t>(i % 2 == 0 ? i / 2 : 64 + i / 2);
+      for (int h = 0; h < 2; ++h) {
+        const int k = 16 * h + i / 4;  // pair
+        const int at[4] = {2 * k, 64 + 2 * k, 2 * k + 1, 64 + 2 * k + 1};
+        yuy2[h][i] = static_cast<std::uint8_t>(at[i % 4]);
+      }
+      for (int v = 0; v < 3; ++v) {
+        const int t = 64 * v + i, p = t / 3, c = t % 3;
+        bg[v][i] = static_cast<std::uint8_t>(c == 0 ? p : c == 1 ? 64 + p : 0);
+        r[v][i] = static_cast<std::uint8_t>(p);
+      }
+    }
+  }
+};
+constexpr PermuteIndices kIdx;
+// Bytes of each 64-byte third of BGR that hold red (byte % 3 == 2).
+constexpr __mmask64 redMask(int v) {
+  __mmask64 m = 0;
+  for (int i = 0; i < 64; ++i)
+    if ((64 * v + i) % 3 == 2) m |= __mmask64{1} << i;
+  return m;
+}
+constexpr __mmask64 kRedMask[3] = {redMask(0), redMask(1), redMask(2)};
+
+inline __m512i idx(const std::uint8_t (&m)[64]) { return _mm512_load_si512(m); }
+inline __m512i load(const void* p) { return _mm512_loadu_si512(p); }
+inline void store(void* p, __m512i v) { _mm512_storeu_si512(p, v); }
+
+// 64 pixels' blue, green, red bytes to 192 BGR bytes.
+inline void mergeBGR64(__m512i b, __m512i g, __m512i r, std::uint8_t* out) {
+  for (int v = 0; v < 3; ++v) {
+    const __m512i o = _mm512_permutex2var_epi8(b, idx(kIdx.bg[v]), g);
+    store(out + 64 * v, _mm512_mask_permutexvar_epi8(o, kRedMask[v], idx(kIdx.r[v]), r));
+  }
 }
 
 // 16-bit lanes packed to bytes in lane order (the pack works per 128-bit lane).
@@ -24,39 +72,128 @@ inline __m512i packBytes(__m512i lo, __m512i hi) {
                                   _mm512_packus_epi16(lo, hi));
 }
 
+// ---- Byte rearrangements ------------------------------------------------------------------------
+
+int mergeBGR(const std::uint8_t* red, const std::uint8_t* green, const std::uint8_t* blue,
+             std::uint8_t* out, int n) {
+  int i = 0;
+  for (; i + 64 <= n; i += 64) mergeBGR64(load(blue + i), load(green + i), load(red + i), out + 3 * i);
+  return i;
+}
+
+int yuy2ToPlanes(const std::uint8_t* f, std::uint8_t* y, std::uint8_t* cb, std::uint8_t* cr,
+                 int pairs) {
+  int k = 0;
+  for (; k + 64 <= pairs; k += 64) {
+    const std::uint8_t* p = f + 4 * k;
+    const __m512i v0 = load(p), v1 = load(p + 64), v2 = load(p + 128), v3 = load(p + 192);
+    store(y + 2 * k, _mm512_permutex2var_epi8(v0, idx(kIdx.even), v1));
+    store(y + 2 * k + 64, _mm512_permutex2var_epi8(v2, idx(kIdx.even), v3));
+    // Each holds the Cb of its 32 pairs in the low half and their Cr in the high half.
+    const __m512i a = _mm512_permutex2var_epi8(v0, idx(kIdx.chroma), v1);
+    const __m512i b = _mm512_permutex2var_epi8(v2, idx(kIdx.chroma), v3);
+    store(cb + k, _mm512_shuffle_i64x2(a, b, 0x44));
+    store(cr + k, _mm512_shuffle_i64x2(a, b, 0xEE));
+  }
+  return k;
+}
+
+int planesToYUY2(const std::uint8_t* y, const std::uint8_t* cb, const std::uint8_t* cr,
+                 std::uint8_t* out, int pairs) {
+  int k = 0;
+  for (; k + 32 <= pairs; k += 32) {
+    const __m512i l = load(y + 2 * k);
+    const __m256i u = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(cb + k));
+    const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(cr + k));
+    const __m512i uv = _mm512_permutex2var_epi8(_mm512_castsi256_si512(u), idx(kIdx.chromaPairs),
+                                                _mm512_castsi256_si512(v));
+    store(out + 4 * k, _mm512_permutex2var_epi8(l, idx(kIdx.yuy2[0]), uv));
+    store(out + 4 * k + 64, _mm512_permutex2var_epi8(l, idx(kIdx.yuy2[1]), uv));
+  }
+  return k;
+}
+
+// ---- Backward transform ------------------------------------------------------------------------
+
+// The AVX2 form's arithmetic (frame_kernels_avx2.cc) on 512-bit vectors:
+// multiply-adds on (Y - 16, 1) and on (Cb - 128, Cr - 128), the blue row
+// halved and its product doubled.
+inline __m512i pair(int lo, int hi) {
+  return _mm512_set1_epi32(static_cast<int>((static_cast<unsigned>(hi) << 16) |
+                                            (static_cast<unsigned>(lo) & 0xFFFF)));
+}
+
+struct Backward {
+  __m512i e, r, g, b, yOff, cOff;
+  explicit Backward(const YCbCrMatrices& m) {
+    const int* c = m.bwd;
+    e = pair(c[0], 8192);
+    r = pair(c[1], c[2]);
+    g = pair(c[4], c[5]);
+    b = pair(c[7] / 2, c[8] / 2);
+    yOff = _mm512_set1_epi16(static_cast<short>(m.off[0]));
+    cOff = pair(m.off[1], m.off[2]);
+  }
+  // y: 32 lumas in 16-bit lanes, pixel order; uv: (Cb, Cr) of their 16 pairs
+  // in 32-bit lanes. R, G, B of the 32 pixels in 16-bit lanes, saturated to
+  // signed 16 bits (the unsigned pack that follows clamps to 0..255).
+  void run(__m512i y, __m512i uv, __m512i& R, __m512i& G, __m512i& B) const {
+    const __m512i one = _mm512_set1_epi16(1);
+    y = _mm512_sub_epi16(y, yOff);
+    uv = _mm512_sub_epi16(uv, cOff);
+    // Per 128-bit lane j: pixels 8j..8j+3 (lo) and 8j+4..8j+7 (hi), each
+    // with its pair's (Cb, Cr).
+    const __m512i yl = _mm512_unpacklo_epi16(y, one), yh = _mm512_unpackhi_epi16(y, one);
+    const __m512i ql = _mm512_unpacklo_epi32(uv, uv), qh = _mm512_unpackhi_epi32(uv, uv);
+    const __m512i el = _mm512_madd_epi16(yl, e), eh = _mm512_madd_epi16(yh, e);
+    auto comp = [&](__m512i coef, bool twice) {
+      __m512i lo = _mm512_madd_epi16(ql, coef), hi = _mm512_madd_epi16(qh, coef);
+      if (twice) lo = _mm512_slli_epi32(lo, 1), hi = _mm512_slli_epi32(hi, 1);
+      return _mm512_packs_epi32(_mm512_srai_epi32(_mm512_add_epi32(el, lo), 14),
+                                _mm512_srai_epi32(_mm512_add_epi32(eh, hi), 14));
+    };
+    R = comp(r, false);
+    G = comp(g, false);
+    B = comp(b, true);
+  }
+};
+
 int yuy2ToRGB(const std::uint8_t* f, std::uint8_t* red, std::uint8_t* green, std::uint8_t* blue,
               int pairs, const YCbCrMatrices& m) {
   if (!backwardFitsMultiplyAdd(m)) return 0;
-  const int* c = m.bwd;
-  const __m512i e = pair(c[0], 8192), cr = pair(c[1], c[2]), cg = pair(c[4], c[5]),
-                cb = pair(c[7] / 2, c[8] / 2);
-  const __m512i yOff = _mm512_set1_epi16(static_cast<short>(m.off[0])), cOff = pair(m.off[1], m.off[2]);
-  const __m512i low = _mm512_set1_epi16(0x00FF), one = _mm512_set1_epi16(1);
+  const Backward t(m);
+  const __m512i low = _mm512_set1_epi16(0x00FF);
   int k = 0;
   for (; k + 32 <= pairs; k += 32) {
-    __m512i out[2][3];
+    __m512i c[2][3];
     for (int half = 0; half < 2; ++half) {
-      const __m512i v = _mm512_loadu_si512(f + 4 * k + 64 * half);
-      const __m512i y = _mm512_sub_epi16(_mm512_and_si512(v, low), yOff);
-      const __m512i uv = _mm512_sub_epi16(_mm512_srli_epi16(v, 8), cOff);
-      // Per 128-bit lane j: pixels 8j..8j+3 (lo) and 8j+4..8j+7 (hi), each
-      // with its pair's (Cb, Cr).
-      const __m512i yl = _mm512_unpacklo_epi16(y, one), yh = _mm512_unpackhi_epi16(y, one);
-      const __m512i ql = _mm512_unpacklo_epi32(uv, uv), qh = _mm512_unpackhi_epi32(uv, uv);
-      const __m512i el = _mm512_madd_epi16(yl, e), eh = _mm512_madd_epi16(yh, e);
-      auto comp = [&](__m512i coef, bool twice) {
-        __m512i lo = _mm512_madd_epi16(ql, coef), hi = _mm512_madd_epi16(qh, coef);
-        if (twice) lo = _mm512_slli_epi32(lo, 1), hi = _mm512_slli_epi32(hi, 1);
-        return _mm512_packs_epi32(_mm512_srai_epi32(_mm512_add_epi32(el, lo), 14),
-                                  _mm512_srai_epi32(_mm512_add_epi32(eh, hi), 14));
-      };
-      out[half][0] = comp(cr, false);
-      out[half][1] = comp(cg, false);
-      out[half][2] = comp(cb, true);
+      const __m512i v = load(f + 4 * k + 64 * half);
+      t.run(_mm512_and_si512(v, low), _mm512_srli_epi16(v, 8), c[half][0], c[half][1], c[half][2]);
     }
-    _mm512_storeu_si512(red + 2 * k, packBytes(out[0][0], out[1][0]));
-    _mm512_storeu_si512(green + 2 * k, packBytes(out[0][1], out[1][1]));
-    _mm512_storeu_si512(blue + 2 * k, packBytes(out[0][2], out[1][2]));
+    store(red + 2 * k, packBytes(c[0][0], c[1][0]));
+    store(green + 2 * k, packBytes(c[0][1], c[1][1]));
+    store(blue + 2 * k, packBytes(c[0][2], c[1][2]));
+  }
+  return k;
+}
+
+int ycbcrToBGR(const std::uint8_t* y, const std::uint8_t* cb, const std::uint8_t* cr,
+               std::uint8_t* out, int pairs, const YCbCrMatrices& m) {
+  if (!backwardFitsMultiplyAdd(m)) return 0;
+  const Backward t(m);
+  int k = 0;
+  for (; k + 32 <= pairs; k += 32) {
+    __m512i c[2][3];
+    for (int half = 0; half < 2; ++half) {
+      const int h = 16 * half;
+      const __m512i l = _mm512_cvtepu8_epi16(
+          _mm256_loadu_si256(reinterpret_cast<const __m256i*>(y + 2 * (k + h))));
+      const __m512i u = _mm512_cvtepu8_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(cb + k + h)));
+      const __m512i v = _mm512_cvtepu8_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(cr + k + h)));
+      t.run(l, _mm512_or_si512(u, _mm512_slli_epi32(v, 16)), c[half][0], c[half][1], c[half][2]);
+    }
+    mergeBGR64(packBytes(c[0][2], c[1][2]), packBytes(c[0][1], c[1][1]),
+               packBytes(c[0][0], c[1][0]), out + 6 * k);
   }
   return k;
 }
@@ -66,7 +203,11 @@ int yuy2ToRGB(const std::uint8_t* f, std::uint8_t* red, std::uint8_t* green, std
 extern const FrameSimd kFrameSimdAVX2;
 FrameSimd frameSimdAVX512() {
   FrameSimd s = kFrameSimdAVX2;
+  s.mergeBGR = &mergeBGR;
+  s.yuy2ToPlanes = &yuy2ToPlanes;
+  s.planesToYUY2 = &planesToYUY2;
   s.yuy2ToRGB = &yuy2ToRGB;
+  s.ycbcrToBGR = &ycbcrToBGR;
   return s;
 }
 
