@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 
 #include "video/bgr_rows.h"
 #include "video/frame_kernels_simd.h"
@@ -189,9 +190,35 @@ inline void mergeBGRRow(Sample<N> const* red, Sample<N> const* green, Sample<N> 
   }
 }
 
+// The widening table of a 4- or 8-byte type as byte planes for the fast
+// widening forms, made once from widenByte, the rule that fills EightBitLUT.
+template <int N>
+const WidenPlanes& widenPlanes() {
+  static const WidenPlanes planes = [] {
+    WidenPlanes t{};
+    for (int i = 0; i < 256; ++i) {
+      const Sample<N> v = widenByte<N>(i);
+      std::uint8_t b[sizeof v];
+      std::memcpy(b, &v, sizeof v);
+      for (unsigned j = 0; j < sizeof v; ++j) t.plane[j][i] = b[j];
+    }
+    return t;
+  }();
+  return planes;
+}
+
+// Widening of a run: the byte-permute forms for 4- and 8-byte samples where
+// the CPU has them, the table look-up for the rest.
+template <int N>
+inline void widenBytes(const std::uint8_t* src, Sample<N>* dst, int n, Sample<N> const* lut) {
+  int done = 0;
+  if constexpr (sizeof(Sample<N>) == 4) done = frameSimd().widen4(src, dst, n, widenPlanes<N>());
+  if constexpr (sizeof(Sample<N>) == 8) done = frameSimd().widen8(src, dst, n, widenPlanes<N>());
+  widenRun<N>(src + done, dst + done, n - done, lut);
+}
+
 // Wide types: the byte form makes a chunk of bytes in L1, which is then
-// widened run by run (by the table, through the gather forms where there are
-// some); the same values as widening each byte where it is made.
+// widened run by run; the same values as widening each byte where it is made.
 inline constexpr int kWidenChunkPairs = 128;
 
 template <int N>
@@ -205,9 +232,9 @@ inline void yuy2ToPlanesRow(const std::uint8_t* f, Sample<N>* y, Sample<N>* cb, 
     for (int k = 0; k < pairs; k += kWidenChunkPairs) {
       const int n = std::min(kWidenChunkPairs, pairs - k);
       yuy2ToPlanesRow<VIDEO_UINT8>(f + 4 * k, yb, ub, vb, n, nullptr);
-      widenRun<N>(yb, y + 2 * k, 2 * n, lut);
-      widenRun<N>(ub, cb + k, n, lut);
-      widenRun<N>(vb, cr + k, n, lut);
+      widenBytes<N>(yb, y + 2 * k, 2 * n, lut);
+      widenBytes<N>(ub, cb + k, n, lut);
+      widenBytes<N>(vb, cr + k, n, lut);
     }
   }
 }
@@ -242,9 +269,9 @@ inline void yuy2ToRGBRow(const std::uint8_t* f, Sample<N>* red, Sample<N>* green
     for (int k = 0; k < pairs; k += kWidenChunkPairs) {
       const int n = std::min(kWidenChunkPairs, pairs - k);
       yuy2ToRGBRow<VIDEO_UINT8>(f + 4 * k, b[0], b[1], b[2], n, nullptr, m);
-      widenRun<N>(b[0], red + 2 * k, 2 * n, lut);
-      widenRun<N>(b[1], green + 2 * k, 2 * n, lut);
-      widenRun<N>(b[2], blue + 2 * k, 2 * n, lut);
+      widenBytes<N>(b[0], red + 2 * k, 2 * n, lut);
+      widenBytes<N>(b[1], green + 2 * k, 2 * n, lut);
+      widenBytes<N>(b[2], blue + 2 * k, 2 * n, lut);
     }
   }
 }
@@ -280,9 +307,9 @@ inline void bgrToYCbCrRow(const std::uint8_t* bgr, Sample<N>* y, Sample<N>* cb, 
     for (int k = 0; k < pairs; k += kWidenChunkPairs) {
       const int n = std::min(kWidenChunkPairs, pairs - k);
       bgrToYCbCrRow<VIDEO_UINT8>(bgr + 6 * k, yb, ub, vb, n, nullptr, m);
-      widenRun<N>(yb, y + 2 * k, 2 * n, lut);
-      widenRun<N>(ub, cb + k, n, lut);
-      widenRun<N>(vb, cr + k, n, lut);
+      widenBytes<N>(yb, y + 2 * k, 2 * n, lut);
+      widenBytes<N>(ub, cb + k, n, lut);
+      widenBytes<N>(vb, cr + k, n, lut);
     }
   }
 }

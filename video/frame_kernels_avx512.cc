@@ -26,8 +26,15 @@ struct PermuteIndices {
   alignas(64) std::uint8_t yuy2[2][64];  // YUY2 of pairs 16h..16h+15 from Y and (Cb, Cr) pairs
   alignas(64) std::uint8_t bg[3][64];    // bytes 64v.. of BGR pixels: blue (first), green (second)
   alignas(64) std::uint8_t r[3][64];     // the red byte's pixel, where byte % 3 == 2
-  constexpr PermuteIndices() : even{}, chroma{}, chromaPairs{}, yuy2{}, bg{}, r{} {
+  // Input orders for the widening look-ups (see widen4 and widen8).
+  alignas(64) std::uint8_t order4[64];
+  alignas(64) std::uint8_t order8[64];
+  constexpr PermuteIndices()
+      : even{}, chroma{}, chromaPairs{}, yuy2{}, bg{}, r{}, order4{}, order8{} {
     for (int i = 0; i < 64; ++i) {
+      const int j = i / 16, s = i % 16;  // 128-bit lane, byte within it
+      order4[i] = static_cast<std::uint8_t>(16 * (s / 4) + 4 * j + s % 4);
+      order8[i] = static_cast<std::uint8_t>(8 * (s / 2) + 2 * j + s % 2);
       even[i] = static_cast<std::uint8_t>(2 * i);
       chroma[i] = static_cast<std::uint8_t>(i < 32 ? 4 * i + 1 : 4 * (i - 32) + 3);
       chromaPairs[i] = static_cast<std::uint8_t>(i % 2 == 0 ? i / 2 : 64 + i / 2);
@@ -198,6 +205,121 @@ int ycbcrToBGR(const std::uint8_t* y, const std::uint8_t* cb, const std::uint8_t
   return k;
 }
 
+// ---- Narrowing ----------------------------------------------------------------------------------
+
+// The AVX2 form's steps (frame_kernels_avx2.cc) on sixteen samples: (x - lo)
+// scaled by the exact reciprocal or divided, times 255, widened to double,
+// plus 0.5, truncated (NaN and out of range give the most negative integer),
+// negatives to 0 and then an unsigned saturation to 255.
+struct Scale {
+  __m512 lo, range, inverse;
+  bool multiply;
+  Scale(float l, float r)
+      : lo(_mm512_set1_ps(l)), range(_mm512_set1_ps(r)), inverse(_mm512_set1_ps(exactReciprocal(r))),
+        multiply(exactReciprocal(r) != 0.0f) {}
+};
+
+inline void narrow16(__m512 x, const Scale& s, std::uint8_t* dst) {
+  const __m512 d = _mm512_sub_ps(x, s.lo);
+  const __m512 t = _mm512_mul_ps(s.multiply ? _mm512_mul_ps(d, s.inverse) : _mm512_div_ps(d, s.range),
+                                 _mm512_set1_ps(255.0f));
+  const __m512d half = _mm512_set1_pd(0.5);
+  const __m256i a = _mm512_cvttpd_epi32(_mm512_add_pd(_mm512_cvtps_pd(_mm512_castps512_ps256(t)), half));
+  const __m256i b = _mm512_cvttpd_epi32(
+      _mm512_add_pd(_mm512_cvtps_pd(_mm256_castpd_ps(_mm512_extractf64x4_pd(_mm512_castps_pd(t), 1))), half));
+  const __m512i v = _mm512_max_epi32(_mm512_inserti64x4(_mm512_castsi256_si512(a), b, 1),
+                                     _mm512_setzero_si512());
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(dst), _mm512_cvtusepi32_epi8(v));
+}
+
+int narrowSingle(const float* src, std::uint8_t* dst, int n, float lo, float range) {
+  const Scale s(lo, range);
+  int i = 0;
+  for (; i + 16 <= n; i += 16) narrow16(_mm512_loadu_ps(src + i), s, dst + i);
+  return i;
+}
+
+int narrowDouble(const double* src, std::uint8_t* dst, int n, float lo, float range) {
+  const Scale s(lo, range);
+  int i = 0;
+  for (; i + 16 <= n; i += 16) {
+    // Doubles round to single first, as the rule does.
+    const __m512 x = _mm512_castpd_ps(_mm512_insertf64x4(
+        _mm512_castps_pd(_mm512_castps256_ps512(_mm512_cvtpd_ps(_mm512_loadu_pd(src + i)))),
+        _mm256_castps_pd(_mm512_cvtpd_ps(_mm512_loadu_pd(src + i + 8))), 1));
+    narrow16(x, s, dst + i);
+  }
+  return i;
+}
+
+int narrowInt32(const std::int32_t* src, std::uint8_t* dst, int n, float lo, float range) {
+  const Scale s(lo, range);
+  int i = 0;
+  for (; i + 16 <= n; i += 16) narrow16(_mm512_cvtepi32_ps(load(src + i)), s, dst + i);
+  return i;
+}
+
+// ---- Widening ------------------------------------------------------------------------------------
+
+// Byte plane j of the table for 64 indices: two 128-entry permutes (bits 0-6
+// of each index) and bit 7 choosing between them.
+inline __m512i lookUp(const WidenPlanes& t, int j, __m512i x, __mmask64 top) {
+  const std::uint8_t* p = t.plane[j];
+  const __m512i lo = _mm512_permutex2var_epi8(load(p), x, load(p + 64));
+  const __m512i hi = _mm512_permutex2var_epi8(load(p + 128), x, load(p + 192));
+  return _mm512_mask_blend_epi8(top, lo, hi);
+}
+
+// 64 bytes to 64 samples of 4 bytes. The in-lane unpacks that join the four
+// byte planes leave 128-bit lane j of result q holding the samples at input
+// bytes 16j + 4q.. of their lane; order4 moves input byte 16q + 4j + e there,
+// so every result comes out as 16 consecutive samples.
+int widen4(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t) {
+  auto* out = static_cast<std::uint8_t*>(dst);
+  int i = 0;
+  for (; i + 64 <= n; i += 64) {
+    const __m512i x = _mm512_permutexvar_epi8(idx(kIdx.order4), load(src + i));
+    const __mmask64 top = _mm512_movepi8_mask(x);
+    __m512i p[4];
+    for (int j = 0; j < 4; ++j) p[j] = lookUp(t, j, x, top);
+    const __m512i a0 = _mm512_unpacklo_epi8(p[0], p[1]), a1 = _mm512_unpackhi_epi8(p[0], p[1]);
+    const __m512i b0 = _mm512_unpacklo_epi8(p[2], p[3]), b1 = _mm512_unpackhi_epi8(p[2], p[3]);
+    store(out + 4 * i, _mm512_unpacklo_epi16(a0, b0));
+    store(out + 4 * i + 64, _mm512_unpackhi_epi16(a0, b0));
+    store(out + 4 * i + 128, _mm512_unpacklo_epi16(a1, b1));
+    store(out + 4 * i + 192, _mm512_unpackhi_epi16(a1, b1));
+  }
+  return i;
+}
+
+// The same with 8 byte planes and three rounds of unpacks: result q holds in
+// lane j the samples at input bytes 16j + 2q, 16j + 2q + 1; order8 moves input
+// byte 8q + 2j + e there.
+int widen8(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t) {
+  auto* out = static_cast<std::uint8_t*>(dst);
+  int i = 0;
+  for (; i + 64 <= n; i += 64) {
+    const __m512i x = _mm512_permutexvar_epi8(idx(kIdx.order8), load(src + i));
+    const __mmask64 top = _mm512_movepi8_mask(x);
+    __m512i a[2][4];  // [byte half of the lane][plane pair]: 16-bit pieces
+    for (int k = 0; k < 4; ++k) {
+      const __m512i lo = lookUp(t, 2 * k, x, top), hi = lookUp(t, 2 * k + 1, x, top);
+      a[0][k] = _mm512_unpacklo_epi8(lo, hi);
+      a[1][k] = _mm512_unpackhi_epi8(lo, hi);
+    }
+    for (int h = 0; h < 2; ++h)
+      for (int q = 0; q < 2; ++q) {
+        // 32-bit pieces: bytes 0-3 and 4-7 of the samples at lane bytes 8h + 4q..
+        const __m512i b0 = q ? _mm512_unpackhi_epi16(a[h][0], a[h][1]) : _mm512_unpacklo_epi16(a[h][0], a[h][1]);
+        const __m512i b1 = q ? _mm512_unpackhi_epi16(a[h][2], a[h][3]) : _mm512_unpacklo_epi16(a[h][2], a[h][3]);
+        const int r = 4 * h + 2 * q;  // result index: lane bytes 2r, 2r + 1
+        store(out + 8 * (i + 8 * r), _mm512_unpacklo_epi32(b0, b1));
+        store(out + 8 * (i + 8 * r + 8), _mm512_unpackhi_epi32(b0, b1));
+      }
+  }
+  return i;
+}
+
 }  // namespace
 
 extern const FrameSimd kFrameSimdAVX2;
@@ -208,6 +330,11 @@ FrameSimd frameSimdAVX512() {
   s.planesToYUY2 = &planesToYUY2;
   s.yuy2ToRGB = &yuy2ToRGB;
   s.ycbcrToBGR = &ycbcrToBGR;
+  s.narrowSingle = &narrowSingle;
+  s.narrowDouble = &narrowDouble;
+  s.narrowInt32 = &narrowInt32;
+  s.widen4 = &widen4;
+  s.widen8 = &widen8;
   return s;
 }
 

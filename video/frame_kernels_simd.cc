@@ -31,9 +31,12 @@ int noneNarrow(const T*, std::uint8_t*, int, float, float) {
   return 0;
 }
 
+int noneWiden(const std::uint8_t*, void*, int, const WidenPlanes&) { return 0; }
+
 constexpr FrameSimd kNone = {&none3,           &noneSplit,         &none3,
                              &noneSplitM,      &noneMergeM,        &noneSplitM,
-                             &noneNarrow<float>, &noneNarrow<double>, &noneNarrow<std::int32_t>};
+                             &noneNarrow<float>, &noneNarrow<double>, &noneNarrow<std::int32_t>,
+                             &noneWiden,       &noneWiden};
 
 const FrameSimd& pick() {
   if (simdAtLeast(Simd::kAvx512)) {

@@ -160,12 +160,16 @@ TEST(FrameKernels, FastFormsEqualPlainOnEveryLength) {
   }
 }
 
-// Narrowing by the vector forms equals the rule on every run length, over
-// widened bytes and the edges (NaN, infinities, out of range, halfway points).
+// Narrowing by the vector forms equals the rule: on every run length over
+// widened bytes and the edges (NaN, infinities, out of range, halfway
+// points), then over every 4093rd bit pattern of the 32-bit types (a million
+// values across every exponent, sign and NaN payload) and of a double's high
+// word.
 template <int N>
 void expectNarrowRunsEqual() {
+  using T = Sample<N>;
   std::mt19937 rng(N);
-  std::vector<Sample<N>> src(300);
+  std::vector<T> src(300);
   for (auto& x : src) x = anySample<N>(rng);
   for (int n = 0; n <= 300; n += 7) {
     Bytes fast(300, kGuard), plain(300, kGuard);
@@ -173,11 +177,46 @@ void expectNarrowRunsEqual() {
     narrowRun_C<N>(src.data(), plain.data(), n);
     ASSERT_EQ(fast, plain) << "type " << N << ", " << n << " samples";
   }
+  constexpr std::uint64_t kStep = 4093, kCount = (std::uint64_t{1} << 32) / kStep + 1;
+  std::vector<T> sweep(kCount);
+  for (std::uint64_t i = 0; i < kCount; ++i) {
+    const std::uint64_t bits = i * kStep << (sizeof(T) == 8 ? 32 : 0) | (sizeof(T) == 8 ? i : 0);
+    std::memcpy(&sweep[i], &bits, sizeof(T));
+  }
+  Bytes fast(kCount), plain(kCount);
+  narrowRun<N>(sweep.data(), fast.data(), static_cast<int>(kCount));
+  narrowRun_C<N>(sweep.data(), plain.data(), static_cast<int>(kCount));
+  for (std::uint64_t i = 0; i < kCount; ++i)
+    ASSERT_EQ(fast[i], plain[i]) << "type " << N << ", sample " << static_cast<double>(sweep[i]);
 }
 TEST(FrameKernels, FastNarrowingEqualsPlain) {
   expectNarrowRunsEqual<VIDEO_SINGLE>();
   expectNarrowRunsEqual<VIDEO_DOUBLE>();
   expectNarrowRunsEqual<VIDEO_INT32>();
+}
+
+// Widening by the byte-permute forms equals the table on every byte value,
+// every run length and every start.
+template <int N>
+void expectWidenRunsEqual() {
+  using T = Sample<N>;
+  initEightBitLUT(static_cast<VideoDataType>(N));
+  Bytes src(600);
+  for (size_t i = 0; i < src.size(); ++i) src[i] = static_cast<std::uint8_t>(i * 167 + i / 256);
+  for (int start = 0; start < 3; ++start)
+    for (int n = 0; n <= 300; n += start + 1) {
+      std::vector<T> fast(301, T(7)), plain(301, T(7));
+      widenBytes<N>(src.data() + start, fast.data(), n, eightBitTable<N>());
+      widenRun<N>(src.data() + start, plain.data(), n, eightBitTable<N>());
+      ASSERT_EQ(0, std::memcmp(fast.data(), plain.data(), sizeof(T) * fast.size()))
+          << "type " << N << ", " << n << " samples from " << start;
+    }
+}
+TEST(FrameKernels, FastWideningEqualsPlain) {
+  expectWidenRunsEqual<VIDEO_SINGLE>();
+  expectWidenRunsEqual<VIDEO_DOUBLE>();
+  expectWidenRunsEqual<VIDEO_INT32>();
+  expectWidenRunsEqual<VIDEO_UINT32>();
 }
 
 // The fast forms take the load-time matrices (where the CPU has them), and a
