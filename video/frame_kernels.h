@@ -208,22 +208,34 @@ const WidenPlanes& widenPlanes() {
 }
 
 // Widening of a run: the byte-permute forms for 4- and 8-byte samples where
-// the CPU has them, the table look-up for the rest.
+// the CPU has them, the table look-up for the rest. With `stream` the
+// elements up to dst's first 64-byte boundary are widened by the table and
+// the rest stored past the caches (the caller ends with endStream).
 template <int N>
-inline void widenBytes(const std::uint8_t* src, Sample<N>* dst, int n, Sample<N> const* lut) {
+inline void widenBytes(const std::uint8_t* src, Sample<N>* dst, int n, Sample<N> const* lut,
+                       bool stream = false) {
+  using T = Sample<N>;
   int done = 0;
-  if constexpr (sizeof(Sample<N>) == 4) done = frameSimd().widen4(src, dst, n, widenPlanes<N>());
-  if constexpr (sizeof(Sample<N>) == 8) done = frameSimd().widen8(src, dst, n, widenPlanes<N>());
-  widenRun<N>(src + done, dst + done, n - done, lut);
+  if constexpr (sizeof(T) == 4 || sizeof(T) == 8) {
+    const auto address = reinterpret_cast<std::uintptr_t>(dst);
+    if (stream && address % sizeof(T) == 0) {
+      done = std::min<int>(n, static_cast<int>((64 - address % 64) % 64 / sizeof(T)));
+      widenRun<N>(src, dst, done, lut);
+    }
+    const FrameSimd& s = frameSimd();
+    done += (sizeof(T) == 4 ? s.widen4 : s.widen8)(src + done, dst + done, n - done,
+                                                   widenPlanes<N>(), stream);
+  }
+  if (done < n) widenRun<N>(src + done, dst + done, n - done, lut);
 }
 
 // Wide types: the byte form makes a chunk of bytes in L1, which is then
 // widened run by run; the same values as widening each byte where it is made.
-inline constexpr int kWidenChunkPairs = 128;
+inline constexpr int kWidenChunkPairs = 512;
 
 template <int N>
 inline void yuy2ToPlanesRow(const std::uint8_t* f, Sample<N>* y, Sample<N>* cb, Sample<N>* cr,
-                            int pairs, Sample<N> const* lut) {
+                            int pairs, Sample<N> const* lut, bool stream = false) {
   if constexpr (N == VIDEO_UINT8) {
     const int done = frameSimd().yuy2ToPlanes(f, y, cb, cr, pairs);
     yuy2ToPlanesRow_C<N>(f + 4 * done, y + 2 * done, cb + done, cr + done, pairs - done, lut);
@@ -232,9 +244,9 @@ inline void yuy2ToPlanesRow(const std::uint8_t* f, Sample<N>* y, Sample<N>* cb, 
     for (int k = 0; k < pairs; k += kWidenChunkPairs) {
       const int n = std::min(kWidenChunkPairs, pairs - k);
       yuy2ToPlanesRow<VIDEO_UINT8>(f + 4 * k, yb, ub, vb, n, nullptr);
-      widenBytes<N>(yb, y + 2 * k, 2 * n, lut);
-      widenBytes<N>(ub, cb + k, n, lut);
-      widenBytes<N>(vb, cr + k, n, lut);
+      widenBytes<N>(yb, y + 2 * k, 2 * n, lut, stream);
+      widenBytes<N>(ub, cb + k, n, lut, stream);
+      widenBytes<N>(vb, cr + k, n, lut, stream);
     }
   }
 }
@@ -259,7 +271,8 @@ inline void planesToYUY2Row(Sample<N> const* y, Sample<N> const* cb, Sample<N> c
 
 template <int N>
 inline void yuy2ToRGBRow(const std::uint8_t* f, Sample<N>* red, Sample<N>* green, Sample<N>* blue,
-                         int pairs, Sample<N> const* lut, const YCbCrMatrices& m) {
+                         int pairs, Sample<N> const* lut, const YCbCrMatrices& m,
+                         bool stream = false) {
   if constexpr (N == VIDEO_UINT8) {
     const int done = frameSimd().yuy2ToRGB(f, red, green, blue, pairs, m);
     yuy2ToRGBRow_C<N>(f + 4 * done, red + 2 * done, green + 2 * done, blue + 2 * done,
@@ -269,9 +282,9 @@ inline void yuy2ToRGBRow(const std::uint8_t* f, Sample<N>* red, Sample<N>* green
     for (int k = 0; k < pairs; k += kWidenChunkPairs) {
       const int n = std::min(kWidenChunkPairs, pairs - k);
       yuy2ToRGBRow<VIDEO_UINT8>(f + 4 * k, b[0], b[1], b[2], n, nullptr, m);
-      widenBytes<N>(b[0], red + 2 * k, 2 * n, lut);
-      widenBytes<N>(b[1], green + 2 * k, 2 * n, lut);
-      widenBytes<N>(b[2], blue + 2 * k, 2 * n, lut);
+      widenBytes<N>(b[0], red + 2 * k, 2 * n, lut, stream);
+      widenBytes<N>(b[1], green + 2 * k, 2 * n, lut, stream);
+      widenBytes<N>(b[2], blue + 2 * k, 2 * n, lut, stream);
     }
   }
 }
@@ -296,7 +309,8 @@ inline void ycbcrToBGRRow(Sample<N> const* y, Sample<N> const* cb, Sample<N> con
 
 template <int N>
 inline void bgrToYCbCrRow(const std::uint8_t* bgr, Sample<N>* y, Sample<N>* cb, Sample<N>* cr,
-                          int pairs, Sample<N> const* lut, const YCbCrMatrices& m) {
+                          int pairs, Sample<N> const* lut, const YCbCrMatrices& m,
+                          bool stream = false) {
   if constexpr (N == VIDEO_UINT8) {
     const int done = frameSimd().bgrToYCbCr(bgr, y, cb, cr, pairs, m);
     const std::uint8_t* px = bgr + 6 * done;
@@ -307,9 +321,9 @@ inline void bgrToYCbCrRow(const std::uint8_t* bgr, Sample<N>* y, Sample<N>* cb, 
     for (int k = 0; k < pairs; k += kWidenChunkPairs) {
       const int n = std::min(kWidenChunkPairs, pairs - k);
       bgrToYCbCrRow<VIDEO_UINT8>(bgr + 6 * k, yb, ub, vb, n, nullptr, m);
-      widenBytes<N>(yb, y + 2 * k, 2 * n, lut);
-      widenBytes<N>(ub, cb + k, n, lut);
-      widenBytes<N>(vb, cr + k, n, lut);
+      widenBytes<N>(yb, y + 2 * k, 2 * n, lut, stream);
+      widenBytes<N>(ub, cb + k, n, lut, stream);
+      widenBytes<N>(vb, cr + k, n, lut, stream);
     }
   }
 }

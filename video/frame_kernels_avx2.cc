@@ -329,7 +329,7 @@ int narrowInt32(const std::int32_t* src, std::uint8_t* dst, int n, float lo, flo
 
 // Widening stays with the table look-ups at this width (no byte permute
 // across a whole vector).
-int noWiden(const std::uint8_t*, void*, int, const WidenPlanes&) { return 0; }
+int noWiden(const std::uint8_t*, void*, int, const WidenPlanes&, bool) { return 0; }
 
 }  // namespace
 

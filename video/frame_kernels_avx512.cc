@@ -274,8 +274,18 @@ inline __m512i lookUp(const WidenPlanes& t, int j, __m512i x, __mmask64 top) {
 // byte planes leave 128-bit lane j of result q holding the samples at input
 // bytes 16j + 4q.. of their lane; order4 moves input byte 16q + 4j + e there,
 // so every result comes out as 16 consecutive samples.
-int widen4(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t) {
+template <bool Stream>
+void storeAs(std::uint8_t* p, __m512i v) {
+  if constexpr (Stream)
+    _mm512_stream_si512(reinterpret_cast<__m512i*>(p), v);
+  else
+    _mm512_storeu_si512(p, v);
+}
+
+template <bool Stream>
+int widen4Run(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t) {
   auto* out = static_cast<std::uint8_t*>(dst);
+  const auto store = storeAs<Stream>;
   int i = 0;
   for (; i + 64 <= n; i += 64) {
     const __m512i x = _mm512_permutexvar_epi8(idx(kIdx.order4), load(src + i));
@@ -295,8 +305,10 @@ int widen4(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t) {
 // The same with 8 byte planes and three rounds of unpacks: result q holds in
 // lane j the samples at input bytes 16j + 2q, 16j + 2q + 1; order8 moves input
 // byte 8q + 2j + e there.
-int widen8(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t) {
+template <bool Stream>
+int widen8Run(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t) {
   auto* out = static_cast<std::uint8_t*>(dst);
+  const auto store = storeAs<Stream>;
   int i = 0;
   for (; i + 64 <= n; i += 64) {
     const __m512i x = _mm512_permutexvar_epi8(idx(kIdx.order8), load(src + i));
@@ -318,6 +330,15 @@ int widen8(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t) {
       }
   }
   return i;
+}
+
+int widen4(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t, bool stream) {
+  return stream && reinterpret_cast<std::uintptr_t>(dst) % 64 == 0 ? widen4Run<true>(src, dst, n, t)
+                                                                    : widen4Run<false>(src, dst, n, t);
+}
+int widen8(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t, bool stream) {
+  return stream && reinterpret_cast<std::uintptr_t>(dst) % 64 == 0 ? widen8Run<true>(src, dst, n, t)
+                                                                    : widen8Run<false>(src, dst, n, t);
 }
 
 }  // namespace

@@ -31,7 +31,7 @@ int noneNarrow(const T*, std::uint8_t*, int, float, float) {
   return 0;
 }
 
-int noneWiden(const std::uint8_t*, void*, int, const WidenPlanes&) { return 0; }
+int noneWiden(const std::uint8_t*, void*, int, const WidenPlanes&, bool) { return 0; }
 
 constexpr FrameSimd kNone = {&none3,           &noneSplit,         &none3,
                              &noneSplitM,      &noneMergeM,        &noneSplitM,

@@ -55,9 +55,10 @@ struct FrameSimd {
   int (*narrowSingle)(const float* src, std::uint8_t* dst, int n, float lo, float range);
   int (*narrowDouble)(const double* src, std::uint8_t* dst, int n, float lo, float range);
   int (*narrowInt32)(const std::int32_t* src, std::uint8_t* dst, int n, float lo, float range);
-  // Widening of n bytes to 4- or 8-byte samples by the table t.
-  int (*widen4)(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t);
-  int (*widen8)(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t);
+  // Widening of n bytes to 4- or 8-byte samples by the table t; with
+  // `stream` and a 64-byte aligned dst, by non-temporal stores.
+  int (*widen4)(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t, bool stream);
+  int (*widen8)(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t, bool stream);
 };
 
 // The set picked for this machine.

@@ -196,17 +196,17 @@ TEST(FrameKernels, FastNarrowingEqualsPlain) {
 }
 
 // Widening by the byte-permute forms equals the table on every byte value,
-// every run length and every start.
+// every run length and every start, stored through the caches or past them.
 template <int N>
 void expectWidenRunsEqual() {
   using T = Sample<N>;
   initEightBitLUT(static_cast<VideoDataType>(N));
   Bytes src(600);
   for (size_t i = 0; i < src.size(); ++i) src[i] = static_cast<std::uint8_t>(i * 167 + i / 256);
-  for (int start = 0; start < 3; ++start)
+  for (int start = 0; start < 6; ++start)
     for (int n = 0; n <= 300; n += start + 1) {
       std::vector<T> fast(301, T(7)), plain(301, T(7));
-      widenBytes<N>(src.data() + start, fast.data(), n, eightBitTable<N>());
+      widenBytes<N>(src.data() + start, fast.data(), n, eightBitTable<N>(), start >= 3);
       widenRun<N>(src.data() + start, plain.data(), n, eightBitTable<N>());
       ASSERT_EQ(0, std::memcmp(fast.data(), plain.data(), sizeof(T) * fast.size()))
           << "type " << N << ", " << n << " samples from " << start;
