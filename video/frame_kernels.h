@@ -240,8 +240,18 @@ inline void yuy2ToPlanesRow(const std::uint8_t* f, Sample<N>* y, Sample<N>* cb, 
     const int done = frameSimd().yuy2ToPlanes(f, y, cb, cr, pairs);
     yuy2ToPlanesRow_C<N>(f + 4 * done, y + 2 * done, cb + done, cr + done, pairs - done, lut);
   } else {
+    // 4- and 8-byte samples straight from the frame where the CPU has the
+    // forms (not past the caches: the three planes rarely share an alignment).
+    int k = 0;
+    if constexpr (sizeof(Sample<N>) == 4 || sizeof(Sample<N>) == 8) {
+      if (!stream) {
+        const FrameSimd& s = frameSimd();
+        k = (sizeof(Sample<N>) == 4 ? s.yuy2ToPlanes4 : s.yuy2ToPlanes8)(f, y, cb, cr, pairs,
+                                                                         widenPlanes<N>());
+      }
+    }
     std::uint8_t yb[2 * kWidenChunkPairs], ub[kWidenChunkPairs], vb[kWidenChunkPairs];
-    for (int k = 0; k < pairs; k += kWidenChunkPairs) {
+    for (; k < pairs; k += kWidenChunkPairs) {
       const int n = std::min(kWidenChunkPairs, pairs - k);
       yuy2ToPlanesRow<VIDEO_UINT8>(f + 4 * k, yb, ub, vb, n, nullptr);
       widenBytes<N>(yb, y + 2 * k, 2 * n, lut, stream);

@@ -330,12 +330,14 @@ int narrowInt32(const std::int32_t* src, std::uint8_t* dst, int n, float lo, flo
 // Widening stays with the table look-ups at this width (no byte permute
 // across a whole vector).
 int noWiden(const std::uint8_t*, void*, int, const WidenPlanes&, bool) { return 0; }
+int noWidenYUY2(const std::uint8_t*, void*, void*, void*, int, const WidenPlanes&) { return 0; }
 
 }  // namespace
 
 extern const FrameSimd kFrameSimdAVX2 = {&mergeBGR,     &yuy2ToPlanes, &planesToYUY2,
                                          &yuy2ToRGB,    &ycbcrToBGR,   &bgrToYCbCr,
                                          &narrowSingle, &narrowDouble, &narrowInt32,
-                                         &noWiden,      &noWiden};
+                                         &noWiden,      &noWiden,      &noWidenYUY2,
+                                         &noWidenYUY2};
 
 }  // namespace rivulet

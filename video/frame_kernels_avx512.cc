@@ -26,15 +26,30 @@ struct PermuteIndices {
   alignas(64) std::uint8_t yuy2[2][64];  // YUY2 of pairs 16h..16h+15 from Y and (Cb, Cr) pairs
   alignas(64) std::uint8_t bg[3][64];    // bytes 64v.. of BGR pixels: blue (first), green (second)
   alignas(64) std::uint8_t r[3][64];     // the red byte's pixel, where byte % 3 == 2
-  // Input orders for the widening look-ups (see widen4 and widen8).
+  // Input orders for the widening blocks (see widen4Block and widen8Block):
+  // for a run of bytes, and for YUY2 to Y, Y, Cb, Cr (4-byte samples) or
+  // Y x 4, Cb x 2, Cr x 2 (8-byte samples).
   alignas(64) std::uint8_t order4[64];
   alignas(64) std::uint8_t order8[64];
+  alignas(64) std::uint8_t yuy2Order4[64];
+  alignas(64) std::uint8_t yuy2Order8[64];
+  // Byte of a 64-byte YUY2 block (16 pairs) that holds sample e of component
+  // c: 0 luma (32), 1 Cb (16), 2 Cr (16).
+  static constexpr int yuy2Byte(int c, int e) { return c == 0 ? 2 * e : 4 * e + (c == 1 ? 1 : 3); }
   constexpr PermuteIndices()
-      : even{}, chroma{}, chromaPairs{}, yuy2{}, bg{}, r{}, order4{}, order8{} {
+      : even{}, chroma{}, chromaPairs{}, yuy2{}, bg{}, r{}, order4{}, order8{}, yuy2Order4{},
+        yuy2Order8{} {
     for (int i = 0; i < 64; ++i) {
       const int j = i / 16, s = i % 16;  // 128-bit lane, byte within it
-      order4[i] = static_cast<std::uint8_t>(16 * (s / 4) + 4 * j + s % 4);
-      order8[i] = static_cast<std::uint8_t>(8 * (s / 2) + 2 * j + s % 2);
+      // 4-byte results: q = s / 4 holds sample 4j + s % 4 of its 16.
+      const int q4 = s / 4, e4 = 4 * j + s % 4;
+      order4[i] = static_cast<std::uint8_t>(16 * q4 + e4);
+      yuy2Order4[i] = static_cast<std::uint8_t>(q4 < 2 ? yuy2Byte(0, 16 * q4 + e4) : yuy2Byte(q4 - 1, e4));
+      // 8-byte results: q = s / 2 holds sample 2j + s % 2 of its 8.
+      const int q8 = s / 2, e8 = 2 * j + s % 2;
+      order8[i] = static_cast<std::uint8_t>(8 * q8 + e8);
+      yuy2Order8[i] = static_cast<std::uint8_t>(q8 < 4 ? yuy2Byte(0, 8 * q8 + e8)
+                                                       : yuy2Byte(1 + (q8 - 4) / 2, 8 * (q8 % 2) + e8));
       even[i] = static_cast<std::uint8_t>(2 * i);
       chroma[i] = static_cast<std::uint8_t>(i < 32 ? 4 * i + 1 : 4 * (i - 32) + 3);
       chromaPairs[i] = static_cast<std::uint8_t>(i % 2 == 0 ? i / 2 : 64 + i / 2);
@@ -270,10 +285,6 @@ inline __m512i lookUp(const WidenPlanes& t, int j, __m512i x, __mmask64 top) {
   return _mm512_mask_blend_epi8(top, lo, hi);
 }
 
-// 64 bytes to 64 samples of 4 bytes. The in-lane unpacks that join the four
-// byte planes leave 128-bit lane j of result q holding the samples at input
-// bytes 16j + 4q.. of their lane; order4 moves input byte 16q + 4j + e there,
-// so every result comes out as 16 consecutive samples.
 template <bool Stream>
 void storeAs(std::uint8_t* p, __m512i v) {
   if constexpr (Stream)
@@ -282,54 +293,98 @@ void storeAs(std::uint8_t* p, __m512i v) {
     _mm512_storeu_si512(p, v);
 }
 
+// 64 look-ups of 4-byte samples: result q holds 16 samples. The in-lane
+// unpacks that join the four byte planes give lane j of result q the bytes
+// 16j + 4q.. of x's lane, so x comes in reordered (order4, yuy2Order4) to put
+// sample 4j + e of result q there.
+inline void widen4Block(const WidenPlanes& t, __m512i x, __m512i (&r)[4]) {
+  const __mmask64 top = _mm512_movepi8_mask(x);
+  __m512i p[4];
+  for (int j = 0; j < 4; ++j) p[j] = lookUp(t, j, x, top);
+  const __m512i a0 = _mm512_unpacklo_epi8(p[0], p[1]), a1 = _mm512_unpackhi_epi8(p[0], p[1]);
+  const __m512i b0 = _mm512_unpacklo_epi8(p[2], p[3]), b1 = _mm512_unpackhi_epi8(p[2], p[3]);
+  r[0] = _mm512_unpacklo_epi16(a0, b0);
+  r[1] = _mm512_unpackhi_epi16(a0, b0);
+  r[2] = _mm512_unpacklo_epi16(a1, b1);
+  r[3] = _mm512_unpackhi_epi16(a1, b1);
+}
+
+// The same with 8 byte planes and three rounds of unpacks: result q holds 8
+// samples, lane j the bytes 16j + 2q, 16j + 2q + 1 of x's lane (sample 2j + e).
+inline void widen8Block(const WidenPlanes& t, __m512i x, __m512i (&r)[8]) {
+  const __mmask64 top = _mm512_movepi8_mask(x);
+  __m512i a[2][4];  // [byte half of the lane][plane pair]: 16-bit pieces
+  for (int k = 0; k < 4; ++k) {
+    const __m512i lo = lookUp(t, 2 * k, x, top), hi = lookUp(t, 2 * k + 1, x, top);
+    a[0][k] = _mm512_unpacklo_epi8(lo, hi);
+    a[1][k] = _mm512_unpackhi_epi8(lo, hi);
+  }
+  for (int h = 0; h < 2; ++h)
+    for (int q = 0; q < 2; ++q) {
+      // 32-bit pieces: bytes 0-3 and 4-7 of the samples at lane bytes 8h + 4q..
+      const __m512i b0 = q ? _mm512_unpackhi_epi16(a[h][0], a[h][1]) : _mm512_unpacklo_epi16(a[h][0], a[h][1]);
+      const __m512i b1 = q ? _mm512_unpackhi_epi16(a[h][2], a[h][3]) : _mm512_unpacklo_epi16(a[h][2], a[h][3]);
+      r[4 * h + 2 * q] = _mm512_unpacklo_epi32(b0, b1);
+      r[4 * h + 2 * q + 1] = _mm512_unpackhi_epi32(b0, b1);
+    }
+}
+
 template <bool Stream>
 int widen4Run(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t) {
   auto* out = static_cast<std::uint8_t*>(dst);
-  const auto store = storeAs<Stream>;
   int i = 0;
   for (; i + 64 <= n; i += 64) {
-    const __m512i x = _mm512_permutexvar_epi8(idx(kIdx.order4), load(src + i));
-    const __mmask64 top = _mm512_movepi8_mask(x);
-    __m512i p[4];
-    for (int j = 0; j < 4; ++j) p[j] = lookUp(t, j, x, top);
-    const __m512i a0 = _mm512_unpacklo_epi8(p[0], p[1]), a1 = _mm512_unpackhi_epi8(p[0], p[1]);
-    const __m512i b0 = _mm512_unpacklo_epi8(p[2], p[3]), b1 = _mm512_unpackhi_epi8(p[2], p[3]);
-    store(out + 4 * i, _mm512_unpacklo_epi16(a0, b0));
-    store(out + 4 * i + 64, _mm512_unpackhi_epi16(a0, b0));
-    store(out + 4 * i + 128, _mm512_unpacklo_epi16(a1, b1));
-    store(out + 4 * i + 192, _mm512_unpackhi_epi16(a1, b1));
+    __m512i r[4];
+    widen4Block(t, _mm512_permutexvar_epi8(idx(kIdx.order4), load(src + i)), r);
+    for (int q = 0; q < 4; ++q) storeAs<Stream>(out + 4 * i + 64 * q, r[q]);
   }
   return i;
 }
 
-// The same with 8 byte planes and three rounds of unpacks: result q holds in
-// lane j the samples at input bytes 16j + 2q, 16j + 2q + 1; order8 moves input
-// byte 8q + 2j + e there.
 template <bool Stream>
 int widen8Run(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t) {
   auto* out = static_cast<std::uint8_t*>(dst);
-  const auto store = storeAs<Stream>;
   int i = 0;
   for (; i + 64 <= n; i += 64) {
-    const __m512i x = _mm512_permutexvar_epi8(idx(kIdx.order8), load(src + i));
-    const __mmask64 top = _mm512_movepi8_mask(x);
-    __m512i a[2][4];  // [byte half of the lane][plane pair]: 16-bit pieces
-    for (int k = 0; k < 4; ++k) {
-      const __m512i lo = lookUp(t, 2 * k, x, top), hi = lookUp(t, 2 * k + 1, x, top);
-      a[0][k] = _mm512_unpacklo_epi8(lo, hi);
-      a[1][k] = _mm512_unpackhi_epi8(lo, hi);
-    }
-    for (int h = 0; h < 2; ++h)
-      for (int q = 0; q < 2; ++q) {
-        // 32-bit pieces: bytes 0-3 and 4-7 of the samples at lane bytes 8h + 4q..
-        const __m512i b0 = q ? _mm512_unpackhi_epi16(a[h][0], a[h][1]) : _mm512_unpacklo_epi16(a[h][0], a[h][1]);
-        const __m512i b1 = q ? _mm512_unpackhi_epi16(a[h][2], a[h][3]) : _mm512_unpacklo_epi16(a[h][2], a[h][3]);
-        const int r = 4 * h + 2 * q;  // result index: lane bytes 2r, 2r + 1
-        store(out + 8 * (i + 8 * r), _mm512_unpacklo_epi32(b0, b1));
-        store(out + 8 * (i + 8 * r + 8), _mm512_unpackhi_epi32(b0, b1));
-      }
+    __m512i r[8];
+    widen8Block(t, _mm512_permutexvar_epi8(idx(kIdx.order8), load(src + i)), r);
+    for (int q = 0; q < 8; ++q) storeAs<Stream>(out + 8 * i + 64 * q, r[q]);
   }
   return i;
+}
+
+// YUY2 straight to Y, Cb, Cr planes of 4- or 8-byte samples, 16 pairs a step.
+int yuy2ToPlanes4(const std::uint8_t* f, void* y, void* cb, void* cr, int pairs,
+                  const WidenPlanes& t) {
+  auto *yo = static_cast<std::uint8_t*>(y), *uo = static_cast<std::uint8_t*>(cb),
+       *vo = static_cast<std::uint8_t*>(cr);
+  int k = 0;
+  for (; k + 16 <= pairs; k += 16) {
+    __m512i r[4];
+    widen4Block(t, _mm512_permutexvar_epi8(idx(kIdx.yuy2Order4), load(f + 4 * k)), r);
+    store(yo + 8 * k, r[0]);
+    store(yo + 8 * k + 64, r[1]);
+    store(uo + 4 * k, r[2]);
+    store(vo + 4 * k, r[3]);
+  }
+  return k;
+}
+
+int yuy2ToPlanes8(const std::uint8_t* f, void* y, void* cb, void* cr, int pairs,
+                  const WidenPlanes& t) {
+  auto *yo = static_cast<std::uint8_t*>(y), *uo = static_cast<std::uint8_t*>(cb),
+       *vo = static_cast<std::uint8_t*>(cr);
+  int k = 0;
+  for (; k + 16 <= pairs; k += 16) {
+    __m512i r[8];
+    widen8Block(t, _mm512_permutexvar_epi8(idx(kIdx.yuy2Order8), load(f + 4 * k)), r);
+    for (int q = 0; q < 4; ++q) store(yo + 16 * k + 64 * q, r[q]);
+    store(uo + 8 * k, r[4]);
+    store(uo + 8 * k + 64, r[5]);
+    store(vo + 8 * k, r[6]);
+    store(vo + 8 * k + 64, r[7]);
+  }
+  return k;
 }
 
 int widen4(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t, bool stream) {
@@ -356,6 +411,8 @@ FrameSimd frameSimdAVX512() {
   s.narrowInt32 = &narrowInt32;
   s.widen4 = &widen4;
   s.widen8 = &widen8;
+  s.yuy2ToPlanes4 = &yuy2ToPlanes4;
+  s.yuy2ToPlanes8 = &yuy2ToPlanes8;
   return s;
 }
 

@@ -32,11 +32,13 @@ int noneNarrow(const T*, std::uint8_t*, int, float, float) {
 }
 
 int noneWiden(const std::uint8_t*, void*, int, const WidenPlanes&, bool) { return 0; }
+int noWidenYUY2(const std::uint8_t*, void*, void*, void*, int, const WidenPlanes&) { return 0; }
 
 constexpr FrameSimd kNone = {&none3,           &noneSplit,         &none3,
                              &noneSplitM,      &noneMergeM,        &noneSplitM,
                              &noneNarrow<float>, &noneNarrow<double>, &noneNarrow<std::int32_t>,
-                             &noneWiden,       &noneWiden};
+                             &noneWiden,       &noneWiden,         &noWidenYUY2,
+                             &noWidenYUY2};
 
 const FrameSimd& pick() {
   if (simdAtLeast(Simd::kAvx512)) {

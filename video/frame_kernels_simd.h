@@ -59,6 +59,12 @@ struct FrameSimd {
   // `stream` and a 64-byte aligned dst, by non-temporal stores.
   int (*widen4)(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t, bool stream);
   int (*widen8)(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t, bool stream);
+  // YUY2 macro-pixels straight to Y, Cb, Cr runs of 4- or 8-byte samples
+  // widened by the table t: pairs.
+  int (*yuy2ToPlanes4)(const std::uint8_t* f, void* y, void* cb, void* cr, int pairs,
+                       const WidenPlanes& t);
+  int (*yuy2ToPlanes8)(const std::uint8_t* f, void* y, void* cb, void* cr, int pairs,
+                       const WidenPlanes& t);
 };
 
 // The set picked for this machine.

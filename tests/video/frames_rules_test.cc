@@ -211,6 +211,20 @@ void expectWidenRunsEqual() {
       ASSERT_EQ(0, std::memcmp(fast.data(), plain.data(), sizeof(T) * fast.size()))
           << "type " << N << ", " << n << " samples from " << start;
     }
+  // The YUY2 forms that widen straight from the frame, on every pair count:
+  // Y at 0, Cb at 266, Cr at 399, a guard element after each.
+  constexpr int kPairs = 133;
+  for (int pairs = 0; pairs <= kPairs; ++pairs)
+    for (bool stream : {false, true}) {
+      std::vector<T> fast(4 * kPairs + 3, T(7)), plain = fast;
+      auto run = [&](std::vector<T>& v, auto kernel) {
+        kernel(src.data(), v.data(), v.data() + 2 * kPairs + 1, v.data() + 3 * kPairs + 2, pairs);
+      };
+      run(fast, [&](auto... a) { yuy2ToPlanesRow<N>(a..., eightBitTable<N>(), stream); });
+      run(plain, [&](auto... a) { yuy2ToPlanesRow_C<N>(a..., eightBitTable<N>()); });
+      ASSERT_EQ(0, std::memcmp(fast.data(), plain.data(), sizeof(T) * fast.size()))
+          << "type " << N << ", YUY2 of " << pairs << " pairs";
+    }
 }
 TEST(FrameKernels, FastWideningEqualsPlain) {
   expectWidenRunsEqual<VIDEO_SINGLE>();
