@@ -1,8 +1,10 @@
-// AVX-512 (BW, VBMI) forms of the byte row kernels (frame_kernels_simd.h):
-// the byte rearrangements (YUY2 to and from planes, planes to BGR) as VBMI
-// byte permutes across whole 64-byte vectors, and the backward transform as
-// the AVX2 form's multiply-adds at twice the width. The forward transform
-// stays at AVX2 width.
+// AVX-512 (BW, VBMI) forms of the row kernels (frame_kernels_simd.h): the
+// YUY2 rearrangements as VBMI byte permutes across whole 64-byte vectors, the
+// backward transform as the AVX2 form's multiply-adds at twice the width (its
+// BGR output by byte permutes), narrowing sixteen samples a step, and
+// widening by byte-permute table look-ups. The forward transform and the
+// plain planes-to-BGR merge stay at AVX2 width (the merge measured faster
+// there).
 #include <immintrin.h>
 
 // GCC 12's AVX-512 headers seed some intrinsics with an undefined vector and
@@ -95,13 +97,6 @@ inline __m512i packBytes(__m512i lo, __m512i hi) {
 }
 
 // ---- Byte rearrangements ------------------------------------------------------------------------
-
-int mergeBGR(const std::uint8_t* red, const std::uint8_t* green, const std::uint8_t* blue,
-             std::uint8_t* out, int n) {
-  int i = 0;
-  for (; i + 64 <= n; i += 64) mergeBGR64(load(blue + i), load(green + i), load(red + i), out + 3 * i);
-  return i;
-}
 
 int yuy2ToPlanes(const std::uint8_t* f, std::uint8_t* y, std::uint8_t* cb, std::uint8_t* cr,
                  int pairs) {
@@ -222,10 +217,13 @@ int ycbcrToBGR(const std::uint8_t* y, const std::uint8_t* cb, const std::uint8_t
 
 // ---- Narrowing ----------------------------------------------------------------------------------
 
-// The AVX2 form's steps (frame_kernels_avx2.cc) on sixteen samples: (x - lo)
-// scaled by the exact reciprocal or divided, times 255, widened to double,
-// plus 0.5, truncated (NaN and out of range give the most negative integer),
-// negatives to 0 and then an unsigned saturation to 255.
+// The rule on sixteen samples, all in single precision. With t = (x - lo)
+// scaled (by the exact reciprocal, or divided) times 255, the rule's
+// (int)(double(t) + 0.5) is floor(t) + (t - floor(t) >= 0.5) wherever it lands
+// in int32: floor(t) and t - floor(t) are exact in single. Where it does not
+// (NaN, t >= 2^31), the truncating conversion gives the most negative
+// integer, as the rule's does; negatives then go to 0 and the unsigned
+// saturation takes the rest to 255.
 struct Scale {
   __m512 lo, range, inverse;
   bool multiply;
@@ -238,12 +236,11 @@ inline void narrow16(__m512 x, const Scale& s, std::uint8_t* dst) {
   const __m512 d = _mm512_sub_ps(x, s.lo);
   const __m512 t = _mm512_mul_ps(s.multiply ? _mm512_mul_ps(d, s.inverse) : _mm512_div_ps(d, s.range),
                                  _mm512_set1_ps(255.0f));
-  const __m512d half = _mm512_set1_pd(0.5);
-  const __m256i a = _mm512_cvttpd_epi32(_mm512_add_pd(_mm512_cvtps_pd(_mm512_castps512_ps256(t)), half));
-  const __m256i b = _mm512_cvttpd_epi32(
-      _mm512_add_pd(_mm512_cvtps_pd(_mm256_castpd_ps(_mm512_extractf64x4_pd(_mm512_castps_pd(t), 1))), half));
-  const __m512i v = _mm512_max_epi32(_mm512_inserti64x4(_mm512_castsi256_si512(a), b, 1),
-                                     _mm512_setzero_si512());
+  const __m512 whole = _mm512_roundscale_ps(t, _MM_FROUND_TO_NEG_INF | _MM_FROUND_NO_EXC);
+  const __mmask16 up = _mm512_cmp_ps_mask(_mm512_sub_ps(t, whole), _mm512_set1_ps(0.5f), _CMP_GE_OQ);
+  __m512i v = _mm512_cvttps_epi32(whole);
+  v = _mm512_mask_add_epi32(v, up, v, _mm512_set1_epi32(1));
+  v = _mm512_max_epi32(v, _mm512_setzero_si512());
   _mm_storeu_si128(reinterpret_cast<__m128i*>(dst), _mm512_cvtusepi32_epi8(v));
 }
 
@@ -401,7 +398,6 @@ int widen8(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t, bool
 extern const FrameSimd kFrameSimdAVX2;
 FrameSimd frameSimdAVX512() {
   FrameSimd s = kFrameSimdAVX2;
-  s.mergeBGR = &mergeBGR;
   s.yuy2ToPlanes = &yuy2ToPlanes;
   s.planesToYUY2 = &planesToYUY2;
   s.yuy2ToRGB = &yuy2ToRGB;

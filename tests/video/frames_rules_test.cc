@@ -183,10 +183,29 @@ void expectNarrowRunsEqual() {
     const std::uint64_t bits = i * kStep << (sizeof(T) == 8 ? 32 : 0) | (sizeof(T) == 8 ? i : 0);
     std::memcpy(&sweep[i], &bits, sizeof(T));
   }
-  Bytes fast(kCount), plain(kCount);
-  narrowRun<N>(sweep.data(), fast.data(), static_cast<int>(kCount));
-  narrowRun_C<N>(sweep.data(), plain.data(), static_cast<int>(kCount));
-  for (std::uint64_t i = 0; i < kCount; ++i)
+  // And 64 neighbours either side of every value the rule rounds half up
+  // from (t = k + 0.5 after scaling), and of the top of int32.
+  const double lo = sampleAsSingle<N>(videoTraits<N>::min);
+  const double range = sampleAsSingle<N>(videoTraits<N>::max) - lo;
+  for (int k = 0; k <= 256; ++k) {
+    const double at[] = {lo + (k + 0.5) / 255 * range, lo + 2147483648.0 / 255 * range};
+    for (double a : at) {
+      auto next = [](T x, int by) {
+        if constexpr (std::is_floating_point_v<T>)
+          return std::nextafter(x, by * std::numeric_limits<T>::infinity());
+        else
+          return static_cast<T>(std::clamp<std::int64_t>(std::int64_t{x} + by, INT32_MIN, INT32_MAX));
+      };
+      T x = static_cast<T>(std::clamp(a, -2147483648.0, 2147483647.0));
+      for (int i = 0; i < 64; ++i) x = next(x, -1);
+      for (int i = 0; i < 128; ++i, x = next(x, 1)) sweep.push_back(x);
+    }
+  }
+  const size_t count = sweep.size();
+  Bytes fast(count), plain(count);
+  narrowRun<N>(sweep.data(), fast.data(), static_cast<int>(count));
+  narrowRun_C<N>(sweep.data(), plain.data(), static_cast<int>(count));
+  for (size_t i = 0; i < count; ++i)
     ASSERT_EQ(fast[i], plain[i]) << "type " << N << ", sample " << static_cast<double>(sweep[i]);
 }
 TEST(FrameKernels, FastNarrowingEqualsPlain) {
