@@ -112,6 +112,15 @@ int yuy2ToPlanes(const std::uint8_t* f, std::uint8_t* y, std::uint8_t* cb, std::
     store(cb + k, _mm512_shuffle_i64x2(a, b, 0x44));
     store(cr + k, _mm512_shuffle_i64x2(a, b, 0xEE));
   }
+  // A last step of 32 pairs (the runs of the column-major tiles are 32).
+  if (k + 32 <= pairs) {
+    const __m512i v0 = load(f + 4 * k), v1 = load(f + 4 * k + 64);
+    store(y + 2 * k, _mm512_permutex2var_epi8(v0, idx(kIdx.even), v1));
+    const __m512i a = _mm512_permutex2var_epi8(v0, idx(kIdx.chroma), v1);
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(cb + k), _mm512_castsi512_si256(a));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(cr + k), _mm512_extracti64x4_epi64(a, 1));
+    k += 32;
+  }
   return k;
 }
 
