@@ -57,4 +57,12 @@ const FrameSimd& frameSimd() {
 }
 const FrameSimd& frameSimdNone() { return kNone; }
 
+int frameSimdSets(const FrameSimd* (&sets)[3]) {
+  int n = 0;
+  sets[n++] = &kNone;
+  if (&frameSimd() != &kNone && simdAtLeast(Simd::kAvx512)) sets[n++] = &kFrameSimdAVX2;
+  if (&frameSimd() != &kNone) sets[n++] = &frameSimd();
+  return n;
+}
+
 }  // namespace rivulet

@@ -69,6 +69,9 @@ struct FrameSimd {
 
 // The set picked for this machine.
 const FrameSimd& frameSimd();
+// Every set this machine runs, the picked one last (for tests that hold each
+// against the plain forms).
+int frameSimdSets(const FrameSimd* (&sets)[3]);
 // The set that does nothing (every run left to the plain forms).
 const FrameSimd& frameSimdNone();
 

@@ -128,35 +128,72 @@ TEST(YCbCrTransforms, PinnedValues) {
 
 // ---- Fast byte kernels against their plain forms ---------------------------------------------
 
-TEST(FrameKernels, FastFormsEqualPlainOnEveryLength) {
-  std::mt19937 rng(7);
+// Each set of fast forms the CPU runs (not only the one picked), finished by
+// the plain form, equals the plain form on every length.
+TEST(FrameKernels, EverySetEqualsPlain) {
+  std::mt19937 rng(11);
   const YCbCrMatrices m = loadYCbCrMatrices();
-  constexpr int kMax = 133;  // several blocks of 32 pixels or 16 pairs, and every tail
+  constexpr int kMax = 133;
   Bytes a(8 * kMax), b(8 * kMax), c(8 * kMax);
   for (auto* v : {&a, &b, &c})
     for (auto& x : *v) x = static_cast<std::uint8_t>(rng());
-  auto same = [](Bytes x, Bytes y) { return x == y; };
-  for (int n = 0; n <= kMax; ++n) {
-    Bytes o1(8 * kMax, kGuard), o2 = o1, p1(8 * kMax, kGuard), p2 = p1, q1(8 * kMax, kGuard), q2 = q1;
-    mergeBGRRow<kU8>(a.data(), b.data(), c.data(), o1.data(), n);
-    mergeBGRRow_C<kU8>(a.data(), b.data(), c.data(), o2.data(), n);
-    ASSERT_TRUE(same(o1, o2)) << "mergeBGR " << n;
-    planesToYUY2Row<kU8>(a.data(), b.data(), c.data(), o1.data(), n);
-    planesToYUY2Row_C<kU8>(a.data(), b.data(), c.data(), o2.data(), n);
-    ASSERT_TRUE(same(o1, o2)) << "planesToYUY2 " << n;
-    ycbcrToBGRRow<kU8>(a.data(), b.data(), c.data(), o1.data(), n, m);
-    ycbcrToBGRRow_C<kU8>(a.data(), b.data(), c.data(), o2.data(), n, m);
-    ASSERT_TRUE(same(o1, o2)) << "ycbcrToBGR " << n;
-    yuy2ToPlanesRow<kU8>(a.data(), o1.data(), p1.data(), q1.data(), n, nullptr);
-    yuy2ToPlanesRow_C<kU8>(a.data(), o2.data(), p2.data(), q2.data(), n, nullptr);
-    ASSERT_TRUE(same(o1, o2) && same(p1, p2) && same(q1, q2)) << "yuy2ToPlanes " << n;
-    yuy2ToRGBRow<kU8>(a.data(), o1.data(), p1.data(), q1.data(), n, nullptr, m);
-    yuy2ToRGBRow_C<kU8>(a.data(), o2.data(), p2.data(), q2.data(), n, nullptr, m);
-    ASSERT_TRUE(same(o1, o2) && same(p1, p2) && same(q1, q2)) << "yuy2ToRGB " << n;
-    bgrToYCbCrRow<kU8>(a.data(), o1.data(), p1.data(), q1.data(), n, nullptr, m);
-    rgbBytesToYCbCrRow_C<kU8, 3>(a.data() + 2, a.data() + 1, a.data(), o2.data(), p2.data(),
-                                 q2.data(), n, nullptr, m);
-    ASSERT_TRUE(same(o1, o2) && same(p1, p2) && same(q1, q2)) << "bgrToYCbCr " << n;
+  std::vector<float> wide(kMax);
+  for (auto& x : wide) x = anySample<VIDEO_SINGLE>(rng);
+  const FrameSimd* sets[3];
+  const int count = frameSimdSets(sets);
+  for (int k = 0; k < count; ++k) {
+    const FrameSimd& s = *sets[k];
+    for (int n = 0; n <= kMax; ++n) {
+      // out[0..2] from the set then the plain form, want[0..2] from the plain form alone.
+      Bytes out[3], want[3];
+      auto reset = [&] {
+        for (auto* v : {out, want})
+          for (int i = 0; i < 3; ++i) v[i].assign(8 * kMax, kGuard);
+      };
+      auto check = [&](const char* what) {
+        for (int i = 0; i < 3; ++i) ASSERT_EQ(out[i], want[i]) << what << ", set " << k << ", " << n;
+      };
+      reset();
+      int d = s.mergeBGR(a.data(), b.data(), c.data(), out[0].data(), n);
+      mergeBGRRow_C<kU8>(a.data() + d, b.data() + d, c.data() + d, out[0].data() + 3 * d, n - d);
+      mergeBGRRow_C<kU8>(a.data(), b.data(), c.data(), want[0].data(), n);
+      check("mergeBGR");
+      reset();
+      d = s.planesToYUY2(a.data(), b.data(), c.data(), out[0].data(), n);
+      planesToYUY2Row_C<kU8>(a.data() + 2 * d, b.data() + d, c.data() + d, out[0].data() + 4 * d, n - d);
+      planesToYUY2Row_C<kU8>(a.data(), b.data(), c.data(), want[0].data(), n);
+      check("planesToYUY2");
+      reset();
+      d = s.ycbcrToBGR(a.data(), b.data(), c.data(), out[0].data(), n, m);
+      ycbcrToBGRRow_C<kU8>(a.data() + 2 * d, b.data() + d, c.data() + d, out[0].data() + 6 * d, n - d, m);
+      ycbcrToBGRRow_C<kU8>(a.data(), b.data(), c.data(), want[0].data(), n, m);
+      check("ycbcrToBGR");
+      reset();
+      d = s.yuy2ToPlanes(a.data(), out[0].data(), out[1].data(), out[2].data(), n);
+      yuy2ToPlanesRow_C<kU8>(a.data() + 4 * d, out[0].data() + 2 * d, out[1].data() + d,
+                             out[2].data() + d, n - d, nullptr);
+      yuy2ToPlanesRow_C<kU8>(a.data(), want[0].data(), want[1].data(), want[2].data(), n, nullptr);
+      check("yuy2ToPlanes");
+      reset();
+      d = s.yuy2ToRGB(a.data(), out[0].data(), out[1].data(), out[2].data(), n, m);
+      yuy2ToRGBRow_C<kU8>(a.data() + 4 * d, out[0].data() + 2 * d, out[1].data() + 2 * d,
+                          out[2].data() + 2 * d, n - d, nullptr, m);
+      yuy2ToRGBRow_C<kU8>(a.data(), want[0].data(), want[1].data(), want[2].data(), n, nullptr, m);
+      check("yuy2ToRGB");
+      reset();
+      d = s.bgrToYCbCr(a.data(), out[0].data(), out[1].data(), out[2].data(), n, m);
+      rgbBytesToYCbCrRow_C<kU8, 3>(a.data() + 6 * d + 2, a.data() + 6 * d + 1, a.data() + 6 * d,
+                                   out[0].data() + 2 * d, out[1].data() + d, out[2].data() + d,
+                                   n - d, nullptr, m);
+      rgbBytesToYCbCrRow_C<kU8, 3>(a.data() + 2, a.data() + 1, a.data(), want[0].data(),
+                                   want[1].data(), want[2].data(), n, nullptr, m);
+      check("bgrToYCbCr");
+      reset();
+      d = s.narrowSingle(wide.data(), out[0].data(), n, 0.0f, 1.0f);
+      narrowRun_C<VIDEO_SINGLE>(wide.data() + d, out[0].data() + d, n - d);
+      narrowRun_C<VIDEO_SINGLE>(wide.data(), want[0].data(), n);
+      check("narrowSingle");
+    }
   }
 }
 
