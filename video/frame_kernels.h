@@ -5,8 +5,9 @@
 // them for both orientations (column-major through column_tiles.h).
 //
 // The _C forms are the rules, one element at a time. The forms without a
-// suffix finish with the _C form after the fast form for VIDEO_UINT8 (see
-// frame_kernels_simd.h) has done what it can; the two agree bit for bit.
+// suffix finish with the _C form after the fast forms (frame_kernels_simd.h:
+// the byte kernels, and the narrowing and widening of 4- and 8-byte samples
+// around them) have done what they can; the two agree bit for bit.
 #ifndef RIVULET_VIDEO_FRAME_KERNELS_H
 #define RIVULET_VIDEO_FRAME_KERNELS_H
 
