@@ -5,13 +5,15 @@
 // them for both orientations (column-major through column_tiles.h).
 //
 // The _C forms are the rules, one element at a time. The forms without a
-// suffix finish with the _C form after the fast form for VIDEO_UINT8 (see
-// frame_kernels_simd.h) has done what it can; the two agree bit for bit.
+// suffix finish with the _C form after the fast forms (frame_kernels_simd.h:
+// the byte kernels, and the narrowing and widening of 4- and 8-byte samples
+// around them) have done what they can; the two agree bit for bit.
 #ifndef RIVULET_VIDEO_FRAME_KERNELS_H
 #define RIVULET_VIDEO_FRAME_KERNELS_H
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 
 #include "video/bgr_rows.h"
 #include "video/frame_kernels_simd.h"
@@ -189,25 +191,73 @@ inline void mergeBGRRow(Sample<N> const* red, Sample<N> const* green, Sample<N> 
   }
 }
 
+// The widening table of a 4- or 8-byte type as byte planes for the fast
+// widening forms, made once from widenByte, the rule that fills EightBitLUT.
+template <int N>
+const WidenPlanes& widenPlanes() {
+  static const WidenPlanes planes = [] {
+    WidenPlanes t{};
+    for (int i = 0; i < 256; ++i) {
+      const Sample<N> v = widenByte<N>(i);
+      std::uint8_t b[sizeof v];
+      std::memcpy(b, &v, sizeof v);
+      for (unsigned j = 0; j < sizeof v; ++j) t.plane[j][i] = b[j];
+    }
+    return t;
+  }();
+  return planes;
+}
+
+// Widening of a run: the byte-permute forms for 4- and 8-byte samples where
+// the CPU has them, the table look-up for the rest. With `stream` the
+// elements up to dst's first 64-byte boundary are widened by the table and
+// the rest stored past the caches (the caller ends with endStream).
+template <int N>
+inline void widenBytes(const std::uint8_t* src, Sample<N>* dst, int n, Sample<N> const* lut,
+                       bool stream = false) {
+  using T = Sample<N>;
+  int done = 0;
+  if constexpr (sizeof(T) == 4 || sizeof(T) == 8) {
+    const auto address = reinterpret_cast<std::uintptr_t>(dst);
+    if (stream && address % sizeof(T) == 0) {
+      done = std::min<int>(n, static_cast<int>((64 - address % 64) % 64 / sizeof(T)));
+      widenRun<N>(src, dst, done, lut);
+    }
+    const FrameSimd& s = frameSimd();
+    done += (sizeof(T) == 4 ? s.widen4 : s.widen8)(src + done, dst + done, n - done,
+                                                   widenPlanes<N>(), stream);
+  }
+  if (done < n) widenRun<N>(src + done, dst + done, n - done, lut);
+}
+
 // Wide types: the byte form makes a chunk of bytes in L1, which is then
-// widened run by run (by the table, through the gather forms where there are
-// some); the same values as widening each byte where it is made.
-inline constexpr int kWidenChunkPairs = 128;
+// widened run by run; the same values as widening each byte where it is made.
+inline constexpr int kWidenChunkPairs = 512;
 
 template <int N>
 inline void yuy2ToPlanesRow(const std::uint8_t* f, Sample<N>* y, Sample<N>* cb, Sample<N>* cr,
-                            int pairs, Sample<N> const* lut) {
+                            int pairs, Sample<N> const* lut, bool stream = false) {
   if constexpr (N == VIDEO_UINT8) {
     const int done = frameSimd().yuy2ToPlanes(f, y, cb, cr, pairs);
     yuy2ToPlanesRow_C<N>(f + 4 * done, y + 2 * done, cb + done, cr + done, pairs - done, lut);
   } else {
+    // 4- and 8-byte samples straight from the frame where the CPU has the
+    // forms (not past the caches: the three planes rarely share an alignment).
+    int k = 0;
+    if constexpr (sizeof(Sample<N>) == 4 || sizeof(Sample<N>) == 8) {
+      if (!stream) {
+        const FrameSimd& s = frameSimd();
+        k = (sizeof(Sample<N>) == 4 ? s.yuy2ToPlanes4 : s.yuy2ToPlanes8)(f, y, cb, cr, pairs,
+                                                                         widenPlanes<N>());
+      }
+    }
     std::uint8_t yb[2 * kWidenChunkPairs], ub[kWidenChunkPairs], vb[kWidenChunkPairs];
-    for (int k = 0; k < pairs; k += kWidenChunkPairs) {
+    for (; k < pairs; k += kWidenChunkPairs) {
       const int n = std::min(kWidenChunkPairs, pairs - k);
       yuy2ToPlanesRow<VIDEO_UINT8>(f + 4 * k, yb, ub, vb, n, nullptr);
-      widenRun<N>(yb, y + 2 * k, 2 * n, lut);
-      widenRun<N>(ub, cb + k, n, lut);
-      widenRun<N>(vb, cr + k, n, lut);
+      widenBytes<N>(yb, y + 2 * k, 2 * n, lut, stream);
+      widenBytes<N>(ub, cb + k, n, lut, stream);
+      widenBytes<N>(vb, cr + k, n, lut, stream);
     }
   }
 }
@@ -232,7 +282,8 @@ inline void planesToYUY2Row(Sample<N> const* y, Sample<N> const* cb, Sample<N> c
 
 template <int N>
 inline void yuy2ToRGBRow(const std::uint8_t* f, Sample<N>* red, Sample<N>* green, Sample<N>* blue,
-                         int pairs, Sample<N> const* lut, const YCbCrMatrices& m) {
+                         int pairs, Sample<N> const* lut, const YCbCrMatrices& m,
+                         bool stream = false) {
   if constexpr (N == VIDEO_UINT8) {
     const int done = frameSimd().yuy2ToRGB(f, red, green, blue, pairs, m);
     yuy2ToRGBRow_C<N>(f + 4 * done, red + 2 * done, green + 2 * done, blue + 2 * done,
@@ -242,9 +293,9 @@ inline void yuy2ToRGBRow(const std::uint8_t* f, Sample<N>* red, Sample<N>* green
     for (int k = 0; k < pairs; k += kWidenChunkPairs) {
       const int n = std::min(kWidenChunkPairs, pairs - k);
       yuy2ToRGBRow<VIDEO_UINT8>(f + 4 * k, b[0], b[1], b[2], n, nullptr, m);
-      widenRun<N>(b[0], red + 2 * k, 2 * n, lut);
-      widenRun<N>(b[1], green + 2 * k, 2 * n, lut);
-      widenRun<N>(b[2], blue + 2 * k, 2 * n, lut);
+      widenBytes<N>(b[0], red + 2 * k, 2 * n, lut, stream);
+      widenBytes<N>(b[1], green + 2 * k, 2 * n, lut, stream);
+      widenBytes<N>(b[2], blue + 2 * k, 2 * n, lut, stream);
     }
   }
 }
@@ -269,7 +320,8 @@ inline void ycbcrToBGRRow(Sample<N> const* y, Sample<N> const* cb, Sample<N> con
 
 template <int N>
 inline void bgrToYCbCrRow(const std::uint8_t* bgr, Sample<N>* y, Sample<N>* cb, Sample<N>* cr,
-                          int pairs, Sample<N> const* lut, const YCbCrMatrices& m) {
+                          int pairs, Sample<N> const* lut, const YCbCrMatrices& m,
+                          bool stream = false) {
   if constexpr (N == VIDEO_UINT8) {
     const int done = frameSimd().bgrToYCbCr(bgr, y, cb, cr, pairs, m);
     const std::uint8_t* px = bgr + 6 * done;
@@ -280,9 +332,9 @@ inline void bgrToYCbCrRow(const std::uint8_t* bgr, Sample<N>* y, Sample<N>* cb, 
     for (int k = 0; k < pairs; k += kWidenChunkPairs) {
       const int n = std::min(kWidenChunkPairs, pairs - k);
       bgrToYCbCrRow<VIDEO_UINT8>(bgr + 6 * k, yb, ub, vb, n, nullptr, m);
-      widenRun<N>(yb, y + 2 * k, 2 * n, lut);
-      widenRun<N>(ub, cb + k, n, lut);
-      widenRun<N>(vb, cr + k, n, lut);
+      widenBytes<N>(yb, y + 2 * k, 2 * n, lut, stream);
+      widenBytes<N>(ub, cb + k, n, lut, stream);
+      widenBytes<N>(vb, cr + k, n, lut, stream);
     }
   }
 }

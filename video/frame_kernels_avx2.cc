@@ -273,13 +273,27 @@ int bgrToYCbCr(const std::uint8_t* bgr, std::uint8_t* y, std::uint8_t* cb, std::
 
 // ---- Narrowing -------------------------------------------------------------------------------
 
+// (x - lo) / range of eight singles: a multiply by the reciprocal where that
+// is exact (see exactReciprocal), else the division.
+struct Scale {
+  __m256 lo, range, inverse;
+  bool multiply;
+  Scale(float l, float r)
+      : lo(_mm256_set1_ps(l)), range(_mm256_set1_ps(r)), inverse(_mm256_set1_ps(exactReciprocal(r))),
+        multiply(exactReciprocal(r) != 0.0f) {}
+  __m256 operator()(__m256 x) const {
+    const __m256 d = _mm256_sub_ps(x, lo);
+    return multiply ? _mm256_mul_ps(d, inverse) : _mm256_div_ps(d, range);
+  }
+};
+
 // Eight samples as single precision to eight bytes: the same IEEE operations
 // as the rule ((x - lo) / range, times 255, widened, plus 0.5), truncated by
 // the conversion that gives the most negative integer for NaN and anything
 // out of range, then saturated to 0..255 by two saturating packs (negative,
 // including that integer, to 0; above 255 to 255).
-inline void narrow8(__m256 x, __m256 lo, __m256 range, std::uint8_t* dst) {
-  const __m256 t = _mm256_mul_ps(_mm256_div_ps(_mm256_sub_ps(x, lo), range), _mm256_set1_ps(255.0f));
+inline void narrow8(__m256 x, const Scale& s, std::uint8_t* dst) {
+  const __m256 t = _mm256_mul_ps(s(x), _mm256_set1_ps(255.0f));
   const __m256d half = _mm256_set1_pd(0.5);
   const __m128i a = _mm256_cvttpd_epi32(_mm256_add_pd(_mm256_cvtps_pd(_mm256_castps256_ps128(t)), half));
   const __m128i b = _mm256_cvttpd_epi32(_mm256_add_pd(_mm256_cvtps_pd(_mm256_extractf128_ps(t, 1)), half));
@@ -288,35 +302,42 @@ inline void narrow8(__m256 x, __m256 lo, __m256 range, std::uint8_t* dst) {
 }
 
 int narrowSingle(const float* src, std::uint8_t* dst, int n, float lo, float range) {
-  const __m256 l = _mm256_set1_ps(lo), r = _mm256_set1_ps(range);
+  const Scale s(lo, range);
   int i = 0;
-  for (; i + 8 <= n; i += 8) narrow8(_mm256_loadu_ps(src + i), l, r, dst + i);
+  for (; i + 8 <= n; i += 8) narrow8(_mm256_loadu_ps(src + i), s, dst + i);
   return i;
 }
 
 int narrowDouble(const double* src, std::uint8_t* dst, int n, float lo, float range) {
-  const __m256 l = _mm256_set1_ps(lo), r = _mm256_set1_ps(range);
+  const Scale s(lo, range);
   int i = 0;
   for (; i + 8 <= n; i += 8) {
     // Doubles round to single first, as the rule does.
     const __m256 x = _mm256_set_m128(_mm256_cvtpd_ps(_mm256_loadu_pd(src + i + 4)),
                                      _mm256_cvtpd_ps(_mm256_loadu_pd(src + i)));
-    narrow8(x, l, r, dst + i);
+    narrow8(x, s, dst + i);
   }
   return i;
 }
 
 int narrowInt32(const std::int32_t* src, std::uint8_t* dst, int n, float lo, float range) {
-  const __m256 l = _mm256_set1_ps(lo), r = _mm256_set1_ps(range);
+  const Scale s(lo, range);
   int i = 0;
-  for (; i + 8 <= n; i += 8) narrow8(_mm256_cvtepi32_ps(load(src + i)), l, r, dst + i);
+  for (; i + 8 <= n; i += 8) narrow8(_mm256_cvtepi32_ps(load(src + i)), s, dst + i);
   return i;
 }
+
+// Widening stays with the table look-ups at this width (no byte permute
+// across a whole vector).
+int noWiden(const std::uint8_t*, void*, int, const WidenPlanes&, bool) { return 0; }
+int noWidenYUY2(const std::uint8_t*, void*, void*, void*, int, const WidenPlanes&) { return 0; }
 
 }  // namespace
 
 extern const FrameSimd kFrameSimdAVX2 = {&mergeBGR,     &yuy2ToPlanes, &planesToYUY2,
                                          &yuy2ToRGB,    &ycbcrToBGR,   &bgrToYCbCr,
-                                         &narrowSingle, &narrowDouble, &narrowInt32};
+                                         &narrowSingle, &narrowDouble, &narrowInt32,
+                                         &noWiden,      &noWiden,      &noWidenYUY2,
+                                         &noWidenYUY2};
 
 }  // namespace rivulet

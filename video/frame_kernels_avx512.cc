@@ -1,6 +1,10 @@
-// AVX-512 (BW) form of the YUY2 to R, G, B byte kernel: the AVX2 form's
-// multiply-adds at twice the width, 32 pairs a step. The other byte kernels
-// are bound by memory at AVX2 width and stay there.
+// AVX-512 (BW, VBMI) forms of the row kernels (frame_kernels_simd.h): the
+// YUY2 rearrangements as VBMI byte permutes across whole 64-byte vectors, the
+// backward transform as the AVX2 form's multiply-adds at twice the width (its
+// BGR output by byte permutes), narrowing sixteen samples a step, and
+// widening by byte-permute table look-ups. The forward transform and the
+// plain planes-to-BGR merge stay at AVX2 width (the merge measured faster
+// there).
 #include <immintrin.h>
 
 // GCC 12's AVX-512 headers seed some intrinsics with an undefined vector and
@@ -13,9 +17,77 @@
 namespace rivulet {
 namespace {
 
-inline __m512i pair(int lo, int hi) {
-  return _mm512_set1_epi32(static_cast<int>((static_cast<unsigned>(hi) << 16) |
-                                            (static_cast<unsigned>(lo) & 0xFFFF)));
+// ---- Permute indices ----------------------------------------------------------------------------
+
+// For a two-source byte permute, index i < 64 picks byte i of the first
+// source and 64 + i byte i of the second.
+struct PermuteIndices {
+  alignas(64) std::uint8_t even[64];     // bytes 0, 2, .., 126: the lumas of 32 YUY2 pairs
+  alignas(64) std::uint8_t chroma[64];   // bytes 1, 5, .., 125 then 3, 7, .., 127: Cb then Cr
+  alignas(64) std::uint8_t chromaPairs[64];  // Cb k, Cr k for k < 32 (Cb first source)
+  alignas(64) std::uint8_t yuy2[2][64];  // YUY2 of pairs 16h..16h+15 from Y and (Cb, Cr) pairs
+  alignas(64) std::uint8_t bg[3][64];    // bytes 64v.. of BGR pixels: blue (first), green (second)
+  alignas(64) std::uint8_t r[3][64];     // the red byte's pixel, where byte % 3 == 2
+  // Input orders for the widening blocks (see widen4Block and widen8Block):
+  // for a run of bytes, and for YUY2 to Y, Y, Cb, Cr (4-byte samples) or
+  // Y x 4, Cb x 2, Cr x 2 (8-byte samples).
+  alignas(64) std::uint8_t order4[64];
+  alignas(64) std::uint8_t order8[64];
+  alignas(64) std::uint8_t yuy2Order4[64];
+  alignas(64) std::uint8_t yuy2Order8[64];
+  // Byte of a 64-byte YUY2 block (16 pairs) that holds sample e of component
+  // c: 0 luma (32), 1 Cb (16), 2 Cr (16).
+  static constexpr int yuy2Byte(int c, int e) { return c == 0 ? 2 * e : 4 * e + (c == 1 ? 1 : 3); }
+  constexpr PermuteIndices()
+      : even{}, chroma{}, chromaPairs{}, yuy2{}, bg{}, r{}, order4{}, order8{}, yuy2Order4{},
+        yuy2Order8{} {
+    for (int i = 0; i < 64; ++i) {
+      const int j = i / 16, s = i % 16;  // 128-bit lane, byte within it
+      // 4-byte results: q = s / 4 holds sample 4j + s % 4 of its 16.
+      const int q4 = s / 4, e4 = 4 * j + s % 4;
+      order4[i] = static_cast<std::uint8_t>(16 * q4 + e4);
+      yuy2Order4[i] = static_cast<std::uint8_t>(q4 < 2 ? yuy2Byte(0, 16 * q4 + e4) : yuy2Byte(q4 - 1, e4));
+      // 8-byte results: q = s / 2 holds sample 2j + s % 2 of its 8.
+      const int q8 = s / 2, e8 = 2 * j + s % 2;
+      order8[i] = static_cast<std::uint8_t>(8 * q8 + e8);
+      yuy2Order8[i] = static_cast<std::uint8_t>(q8 < 4 ? yuy2Byte(0, 8 * q8 + e8)
+                                                       : yuy2Byte(1 + (q8 - 4) / 2, 8 * (q8 % 2) + e8));
+      even[i] = static_cast<std::uint8_t>(2 * i);
+      chroma[i] = static_cast<std::uint8_t>(i < 32 ? 4 * i + 1 : 4 * (i - 32) + 3);
+      chromaPairs[i] = static_cast<std::uint8_t>(i % 2 == 0 ? i / 2 : 64 + i / 2);
+      for (int h = 0; h < 2; ++h) {
+        const int k = 16 * h + i / 4;  // pair
+        const int at[4] = {2 * k, 64 + 2 * k, 2 * k + 1, 64 + 2 * k + 1};
+        yuy2[h][i] = static_cast<std::uint8_t>(at[i % 4]);
+      }
+      for (int v = 0; v < 3; ++v) {
+        const int t = 64 * v + i, p = t / 3, c = t % 3;
+        bg[v][i] = static_cast<std::uint8_t>(c == 0 ? p : c == 1 ? 64 + p : 0);
+        r[v][i] = static_cast<std::uint8_t>(p);
+      }
+    }
+  }
+};
+constexpr PermuteIndices kIdx;
+// Bytes of each 64-byte third of BGR that hold red (byte % 3 == 2).
+constexpr __mmask64 redMask(int v) {
+  __mmask64 m = 0;
+  for (int i = 0; i < 64; ++i)
+    if ((64 * v + i) % 3 == 2) m |= __mmask64{1} << i;
+  return m;
+}
+constexpr __mmask64 kRedMask[3] = {redMask(0), redMask(1), redMask(2)};
+
+inline __m512i idx(const std::uint8_t (&m)[64]) { return _mm512_load_si512(m); }
+inline __m512i load(const void* p) { return _mm512_loadu_si512(p); }
+inline void store(void* p, __m512i v) { _mm512_storeu_si512(p, v); }
+
+// 64 pixels' blue, green, red bytes to 192 BGR bytes.
+inline void mergeBGR64(__m512i b, __m512i g, __m512i r, std::uint8_t* out) {
+  for (int v = 0; v < 3; ++v) {
+    const __m512i o = _mm512_permutex2var_epi8(b, idx(kIdx.bg[v]), g);
+    store(out + 64 * v, _mm512_mask_permutexvar_epi8(o, kRedMask[v], idx(kIdx.r[v]), r));
+  }
 }
 
 // 16-bit lanes packed to bytes in lane order (the pack works per 128-bit lane).
@@ -24,41 +96,310 @@ inline __m512i packBytes(__m512i lo, __m512i hi) {
                                   _mm512_packus_epi16(lo, hi));
 }
 
+// ---- Byte rearrangements ------------------------------------------------------------------------
+
+int yuy2ToPlanes(const std::uint8_t* f, std::uint8_t* y, std::uint8_t* cb, std::uint8_t* cr,
+                 int pairs) {
+  int k = 0;
+  for (; k + 64 <= pairs; k += 64) {
+    const std::uint8_t* p = f + 4 * k;
+    const __m512i v0 = load(p), v1 = load(p + 64), v2 = load(p + 128), v3 = load(p + 192);
+    store(y + 2 * k, _mm512_permutex2var_epi8(v0, idx(kIdx.even), v1));
+    store(y + 2 * k + 64, _mm512_permutex2var_epi8(v2, idx(kIdx.even), v3));
+    // Each holds the Cb of its 32 pairs in the low half and their Cr in the high half.
+    const __m512i a = _mm512_permutex2var_epi8(v0, idx(kIdx.chroma), v1);
+    const __m512i b = _mm512_permutex2var_epi8(v2, idx(kIdx.chroma), v3);
+    store(cb + k, _mm512_shuffle_i64x2(a, b, 0x44));
+    store(cr + k, _mm512_shuffle_i64x2(a, b, 0xEE));
+  }
+  // A last step of 32 pairs (the runs of the column-major tiles are 32).
+  if (k + 32 <= pairs) {
+    const __m512i v0 = load(f + 4 * k), v1 = load(f + 4 * k + 64);
+    store(y + 2 * k, _mm512_permutex2var_epi8(v0, idx(kIdx.even), v1));
+    const __m512i a = _mm512_permutex2var_epi8(v0, idx(kIdx.chroma), v1);
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(cb + k), _mm512_castsi512_si256(a));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(cr + k), _mm512_extracti64x4_epi64(a, 1));
+    k += 32;
+  }
+  return k;
+}
+
+int planesToYUY2(const std::uint8_t* y, const std::uint8_t* cb, const std::uint8_t* cr,
+                 std::uint8_t* out, int pairs) {
+  int k = 0;
+  for (; k + 32 <= pairs; k += 32) {
+    const __m512i l = load(y + 2 * k);
+    const __m256i u = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(cb + k));
+    const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(cr + k));
+    const __m512i uv = _mm512_permutex2var_epi8(_mm512_castsi256_si512(u), idx(kIdx.chromaPairs),
+                                                _mm512_castsi256_si512(v));
+    store(out + 4 * k, _mm512_permutex2var_epi8(l, idx(kIdx.yuy2[0]), uv));
+    store(out + 4 * k + 64, _mm512_permutex2var_epi8(l, idx(kIdx.yuy2[1]), uv));
+  }
+  return k;
+}
+
+// ---- Backward transform ------------------------------------------------------------------------
+
+// The AVX2 form's arithmetic (frame_kernels_avx2.cc) on 512-bit vectors:
+// multiply-adds on (Y - 16, 1) and on (Cb - 128, Cr - 128), the blue row
+// halved and its product doubled.
+inline __m512i pair(int lo, int hi) {
+  return _mm512_set1_epi32(static_cast<int>((static_cast<unsigned>(hi) << 16) |
+                                            (static_cast<unsigned>(lo) & 0xFFFF)));
+}
+
+struct Backward {
+  __m512i e, r, g, b, yOff, cOff;
+  explicit Backward(const YCbCrMatrices& m) {
+    const int* c = m.bwd;
+    e = pair(c[0], 8192);
+    r = pair(c[1], c[2]);
+    g = pair(c[4], c[5]);
+    b = pair(c[7] / 2, c[8] / 2);
+    yOff = _mm512_set1_epi16(static_cast<short>(m.off[0]));
+    cOff = pair(m.off[1], m.off[2]);
+  }
+  // y: 32 lumas in 16-bit lanes, pixel order; uv: (Cb, Cr) of their 16 pairs
+  // in 32-bit lanes. R, G, B of the 32 pixels in 16-bit lanes, saturated to
+  // signed 16 bits (the unsigned pack that follows clamps to 0..255).
+  void run(__m512i y, __m512i uv, __m512i& R, __m512i& G, __m512i& B) const {
+    const __m512i one = _mm512_set1_epi16(1);
+    y = _mm512_sub_epi16(y, yOff);
+    uv = _mm512_sub_epi16(uv, cOff);
+    // Per 128-bit lane j: pixels 8j..8j+3 (lo) and 8j+4..8j+7 (hi), each
+    // with its pair's (Cb, Cr).
+    const __m512i yl = _mm512_unpacklo_epi16(y, one), yh = _mm512_unpackhi_epi16(y, one);
+    const __m512i ql = _mm512_unpacklo_epi32(uv, uv), qh = _mm512_unpackhi_epi32(uv, uv);
+    const __m512i el = _mm512_madd_epi16(yl, e), eh = _mm512_madd_epi16(yh, e);
+    auto comp = [&](__m512i coef, bool twice) {
+      __m512i lo = _mm512_madd_epi16(ql, coef), hi = _mm512_madd_epi16(qh, coef);
+      if (twice) lo = _mm512_slli_epi32(lo, 1), hi = _mm512_slli_epi32(hi, 1);
+      return _mm512_packs_epi32(_mm512_srai_epi32(_mm512_add_epi32(el, lo), 14),
+                                _mm512_srai_epi32(_mm512_add_epi32(eh, hi), 14));
+    };
+    R = comp(r, false);
+    G = comp(g, false);
+    B = comp(b, true);
+  }
+};
+
 int yuy2ToRGB(const std::uint8_t* f, std::uint8_t* red, std::uint8_t* green, std::uint8_t* blue,
               int pairs, const YCbCrMatrices& m) {
   if (!backwardFitsMultiplyAdd(m)) return 0;
-  const int* c = m.bwd;
-  const __m512i e = pair(c[0], 8192), cr = pair(c[1], c[2]), cg = pair(c[4], c[5]),
-                cb = pair(c[7] / 2, c[8] / 2);
-  const __m512i yOff = _mm512_set1_epi16(static_cast<short>(m.off[0])), cOff = pair(m.off[1], m.off[2]);
-  const __m512i low = _mm512_set1_epi16(0x00FF), one = _mm512_set1_epi16(1);
+  const Backward t(m);
+  const __m512i low = _mm512_set1_epi16(0x00FF);
   int k = 0;
   for (; k + 32 <= pairs; k += 32) {
-    __m512i out[2][3];
+    __m512i c[2][3];
     for (int half = 0; half < 2; ++half) {
-      const __m512i v = _mm512_loadu_si512(f + 4 * k + 64 * half);
-      const __m512i y = _mm512_sub_epi16(_mm512_and_si512(v, low), yOff);
-      const __m512i uv = _mm512_sub_epi16(_mm512_srli_epi16(v, 8), cOff);
-      // Per 128-bit lane j: pixels 8j..8j+3 (lo) and 8j+4..8j+7 (hi), each
-      // with its pair's (Cb, Cr).
-      const __m512i yl = _mm512_unpacklo_epi16(y, one), yh = _mm512_unpackhi_epi16(y, one);
-      const __m512i ql = _mm512_unpacklo_epi32(uv, uv), qh = _mm512_unpackhi_epi32(uv, uv);
-      const __m512i el = _mm512_madd_epi16(yl, e), eh = _mm512_madd_epi16(yh, e);
-      auto comp = [&](__m512i coef, bool twice) {
-        __m512i lo = _mm512_madd_epi16(ql, coef), hi = _mm512_madd_epi16(qh, coef);
-        if (twice) lo = _mm512_slli_epi32(lo, 1), hi = _mm512_slli_epi32(hi, 1);
-        return _mm512_packs_epi32(_mm512_srai_epi32(_mm512_add_epi32(el, lo), 14),
-                                  _mm512_srai_epi32(_mm512_add_epi32(eh, hi), 14));
-      };
-      out[half][0] = comp(cr, false);
-      out[half][1] = comp(cg, false);
-      out[half][2] = comp(cb, true);
+      const __m512i v = load(f + 4 * k + 64 * half);
+      t.run(_mm512_and_si512(v, low), _mm512_srli_epi16(v, 8), c[half][0], c[half][1], c[half][2]);
     }
-    _mm512_storeu_si512(red + 2 * k, packBytes(out[0][0], out[1][0]));
-    _mm512_storeu_si512(green + 2 * k, packBytes(out[0][1], out[1][1]));
-    _mm512_storeu_si512(blue + 2 * k, packBytes(out[0][2], out[1][2]));
+    store(red + 2 * k, packBytes(c[0][0], c[1][0]));
+    store(green + 2 * k, packBytes(c[0][1], c[1][1]));
+    store(blue + 2 * k, packBytes(c[0][2], c[1][2]));
   }
   return k;
+}
+
+int ycbcrToBGR(const std::uint8_t* y, const std::uint8_t* cb, const std::uint8_t* cr,
+               std::uint8_t* out, int pairs, const YCbCrMatrices& m) {
+  if (!backwardFitsMultiplyAdd(m)) return 0;
+  const Backward t(m);
+  int k = 0;
+  for (; k + 32 <= pairs; k += 32) {
+    __m512i c[2][3];
+    for (int half = 0; half < 2; ++half) {
+      const int h = 16 * half;
+      const __m512i l = _mm512_cvtepu8_epi16(
+          _mm256_loadu_si256(reinterpret_cast<const __m256i*>(y + 2 * (k + h))));
+      const __m512i u = _mm512_cvtepu8_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(cb + k + h)));
+      const __m512i v = _mm512_cvtepu8_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(cr + k + h)));
+      t.run(l, _mm512_or_si512(u, _mm512_slli_epi32(v, 16)), c[half][0], c[half][1], c[half][2]);
+    }
+    mergeBGR64(packBytes(c[0][2], c[1][2]), packBytes(c[0][1], c[1][1]),
+               packBytes(c[0][0], c[1][0]), out + 6 * k);
+  }
+  return k;
+}
+
+// ---- Narrowing ----------------------------------------------------------------------------------
+
+// The rule on sixteen samples, all in single precision. With t = (x - lo)
+// scaled (by the exact reciprocal, or divided) times 255, the rule's
+// (int)(double(t) + 0.5) is floor(t) + (t - floor(t) >= 0.5) wherever it lands
+// in int32: floor(t) and t - floor(t) are exact in single. Where it does not
+// (NaN, t >= 2^31), the truncating conversion gives the most negative
+// integer, as the rule's does; negatives then go to 0 and the unsigned
+// saturation takes the rest to 255.
+struct Scale {
+  __m512 lo, range, inverse;
+  bool multiply;
+  Scale(float l, float r)
+      : lo(_mm512_set1_ps(l)), range(_mm512_set1_ps(r)), inverse(_mm512_set1_ps(exactReciprocal(r))),
+        multiply(exactReciprocal(r) != 0.0f) {}
+};
+
+inline void narrow16(__m512 x, const Scale& s, std::uint8_t* dst) {
+  const __m512 d = _mm512_sub_ps(x, s.lo);
+  const __m512 t = _mm512_mul_ps(s.multiply ? _mm512_mul_ps(d, s.inverse) : _mm512_div_ps(d, s.range),
+                                 _mm512_set1_ps(255.0f));
+  const __m512 whole = _mm512_roundscale_ps(t, _MM_FROUND_TO_NEG_INF | _MM_FROUND_NO_EXC);
+  const __mmask16 up = _mm512_cmp_ps_mask(_mm512_sub_ps(t, whole), _mm512_set1_ps(0.5f), _CMP_GE_OQ);
+  __m512i v = _mm512_cvttps_epi32(whole);
+  v = _mm512_mask_add_epi32(v, up, v, _mm512_set1_epi32(1));
+  v = _mm512_max_epi32(v, _mm512_setzero_si512());
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(dst), _mm512_cvtusepi32_epi8(v));
+}
+
+int narrowSingle(const float* src, std::uint8_t* dst, int n, float lo, float range) {
+  const Scale s(lo, range);
+  int i = 0;
+  for (; i + 16 <= n; i += 16) narrow16(_mm512_loadu_ps(src + i), s, dst + i);
+  return i;
+}
+
+int narrowDouble(const double* src, std::uint8_t* dst, int n, float lo, float range) {
+  const Scale s(lo, range);
+  int i = 0;
+  for (; i + 16 <= n; i += 16) {
+    // Doubles round to single first, as the rule does.
+    const __m512 x = _mm512_castpd_ps(_mm512_insertf64x4(
+        _mm512_castps_pd(_mm512_castps256_ps512(_mm512_cvtpd_ps(_mm512_loadu_pd(src + i)))),
+        _mm256_castps_pd(_mm512_cvtpd_ps(_mm512_loadu_pd(src + i + 8))), 1));
+    narrow16(x, s, dst + i);
+  }
+  return i;
+}
+
+int narrowInt32(const std::int32_t* src, std::uint8_t* dst, int n, float lo, float range) {
+  const Scale s(lo, range);
+  int i = 0;
+  for (; i + 16 <= n; i += 16) narrow16(_mm512_cvtepi32_ps(load(src + i)), s, dst + i);
+  return i;
+}
+
+// ---- Widening ------------------------------------------------------------------------------------
+
+// Byte plane j of the table for 64 indices: two 128-entry permutes (bits 0-6
+// of each index) and bit 7 choosing between them.
+inline __m512i lookUp(const WidenPlanes& t, int j, __m512i x, __mmask64 top) {
+  const std::uint8_t* p = t.plane[j];
+  const __m512i lo = _mm512_permutex2var_epi8(load(p), x, load(p + 64));
+  const __m512i hi = _mm512_permutex2var_epi8(load(p + 128), x, load(p + 192));
+  return _mm512_mask_blend_epi8(top, lo, hi);
+}
+
+template <bool Stream>
+void storeAs(std::uint8_t* p, __m512i v) {
+  if constexpr (Stream)
+    _mm512_stream_si512(reinterpret_cast<__m512i*>(p), v);
+  else
+    _mm512_storeu_si512(p, v);
+}
+
+// 64 look-ups of 4-byte samples: result q holds 16 samples. The in-lane
+// unpacks that join the four byte planes give lane j of result q the bytes
+// 16j + 4q.. of x's lane, so x comes in reordered (order4, yuy2Order4) to put
+// sample 4j + e of result q there.
+inline void widen4Block(const WidenPlanes& t, __m512i x, __m512i (&r)[4]) {
+  const __mmask64 top = _mm512_movepi8_mask(x);
+  __m512i p[4];
+  for (int j = 0; j < 4; ++j) p[j] = lookUp(t, j, x, top);
+  const __m512i a0 = _mm512_unpacklo_epi8(p[0], p[1]), a1 = _mm512_unpackhi_epi8(p[0], p[1]);
+  const __m512i b0 = _mm512_unpacklo_epi8(p[2], p[3]), b1 = _mm512_unpackhi_epi8(p[2], p[3]);
+  r[0] = _mm512_unpacklo_epi16(a0, b0);
+  r[1] = _mm512_unpackhi_epi16(a0, b0);
+  r[2] = _mm512_unpacklo_epi16(a1, b1);
+  r[3] = _mm512_unpackhi_epi16(a1, b1);
+}
+
+// The same with 8 byte planes and three rounds of unpacks: result q holds 8
+// samples, lane j the bytes 16j + 2q, 16j + 2q + 1 of x's lane (sample 2j + e).
+inline void widen8Block(const WidenPlanes& t, __m512i x, __m512i (&r)[8]) {
+  const __mmask64 top = _mm512_movepi8_mask(x);
+  __m512i a[2][4];  // [byte half of the lane][plane pair]: 16-bit pieces
+  for (int k = 0; k < 4; ++k) {
+    const __m512i lo = lookUp(t, 2 * k, x, top), hi = lookUp(t, 2 * k + 1, x, top);
+    a[0][k] = _mm512_unpacklo_epi8(lo, hi);
+    a[1][k] = _mm512_unpackhi_epi8(lo, hi);
+  }
+  for (int h = 0; h < 2; ++h)
+    for (int q = 0; q < 2; ++q) {
+      // 32-bit pieces: bytes 0-3 and 4-7 of the samples at lane bytes 8h + 4q..
+      const __m512i b0 = q ? _mm512_unpackhi_epi16(a[h][0], a[h][1]) : _mm512_unpacklo_epi16(a[h][0], a[h][1]);
+      const __m512i b1 = q ? _mm512_unpackhi_epi16(a[h][2], a[h][3]) : _mm512_unpacklo_epi16(a[h][2], a[h][3]);
+      r[4 * h + 2 * q] = _mm512_unpacklo_epi32(b0, b1);
+      r[4 * h + 2 * q + 1] = _mm512_unpackhi_epi32(b0, b1);
+    }
+}
+
+template <bool Stream>
+int widen4Run(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t) {
+  auto* out = static_cast<std::uint8_t*>(dst);
+  int i = 0;
+  for (; i + 64 <= n; i += 64) {
+    __m512i r[4];
+    widen4Block(t, _mm512_permutexvar_epi8(idx(kIdx.order4), load(src + i)), r);
+    for (int q = 0; q < 4; ++q) storeAs<Stream>(out + 4 * i + 64 * q, r[q]);
+  }
+  return i;
+}
+
+template <bool Stream>
+int widen8Run(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t) {
+  auto* out = static_cast<std::uint8_t*>(dst);
+  int i = 0;
+  for (; i + 64 <= n; i += 64) {
+    __m512i r[8];
+    widen8Block(t, _mm512_permutexvar_epi8(idx(kIdx.order8), load(src + i)), r);
+    for (int q = 0; q < 8; ++q) storeAs<Stream>(out + 8 * i + 64 * q, r[q]);
+  }
+  return i;
+}
+
+// YUY2 straight to Y, Cb, Cr planes of 4- or 8-byte samples, 16 pairs a step.
+int yuy2ToPlanes4(const std::uint8_t* f, void* y, void* cb, void* cr, int pairs,
+                  const WidenPlanes& t) {
+  auto *yo = static_cast<std::uint8_t*>(y), *uo = static_cast<std::uint8_t*>(cb),
+       *vo = static_cast<std::uint8_t*>(cr);
+  int k = 0;
+  for (; k + 16 <= pairs; k += 16) {
+    __m512i r[4];
+    widen4Block(t, _mm512_permutexvar_epi8(idx(kIdx.yuy2Order4), load(f + 4 * k)), r);
+    store(yo + 8 * k, r[0]);
+    store(yo + 8 * k + 64, r[1]);
+    store(uo + 4 * k, r[2]);
+    store(vo + 4 * k, r[3]);
+  }
+  return k;
+}
+
+int yuy2ToPlanes8(const std::uint8_t* f, void* y, void* cb, void* cr, int pairs,
+                  const WidenPlanes& t) {
+  auto *yo = static_cast<std::uint8_t*>(y), *uo = static_cast<std::uint8_t*>(cb),
+       *vo = static_cast<std::uint8_t*>(cr);
+  int k = 0;
+  for (; k + 16 <= pairs; k += 16) {
+    __m512i r[8];
+    widen8Block(t, _mm512_permutexvar_epi8(idx(kIdx.yuy2Order8), load(f + 4 * k)), r);
+    for (int q = 0; q < 4; ++q) store(yo + 16 * k + 64 * q, r[q]);
+    store(uo + 8 * k, r[4]);
+    store(uo + 8 * k + 64, r[5]);
+    store(vo + 8 * k, r[6]);
+    store(vo + 8 * k + 64, r[7]);
+  }
+  return k;
+}
+
+int widen4(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t, bool stream) {
+  return stream && reinterpret_cast<std::uintptr_t>(dst) % 64 == 0 ? widen4Run<true>(src, dst, n, t)
+                                                                    : widen4Run<false>(src, dst, n, t);
+}
+int widen8(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t, bool stream) {
+  return stream && reinterpret_cast<std::uintptr_t>(dst) % 64 == 0 ? widen8Run<true>(src, dst, n, t)
+                                                                    : widen8Run<false>(src, dst, n, t);
 }
 
 }  // namespace
@@ -66,7 +407,17 @@ int yuy2ToRGB(const std::uint8_t* f, std::uint8_t* red, std::uint8_t* green, std
 extern const FrameSimd kFrameSimdAVX2;
 FrameSimd frameSimdAVX512() {
   FrameSimd s = kFrameSimdAVX2;
+  s.yuy2ToPlanes = &yuy2ToPlanes;
+  s.planesToYUY2 = &planesToYUY2;
   s.yuy2ToRGB = &yuy2ToRGB;
+  s.ycbcrToBGR = &ycbcrToBGR;
+  s.narrowSingle = &narrowSingle;
+  s.narrowDouble = &narrowDouble;
+  s.narrowInt32 = &narrowInt32;
+  s.widen4 = &widen4;
+  s.widen8 = &widen8;
+  s.yuy2ToPlanes4 = &yuy2ToPlanes4;
+  s.yuy2ToPlanes8 = &yuy2ToPlanes8;
   return s;
 }
 

@@ -31,9 +31,14 @@ int noneNarrow(const T*, std::uint8_t*, int, float, float) {
   return 0;
 }
 
+int noneWiden(const std::uint8_t*, void*, int, const WidenPlanes&, bool) { return 0; }
+int noWidenYUY2(const std::uint8_t*, void*, void*, void*, int, const WidenPlanes&) { return 0; }
+
 constexpr FrameSimd kNone = {&none3,           &noneSplit,         &none3,
                              &noneSplitM,      &noneMergeM,        &noneSplitM,
-                             &noneNarrow<float>, &noneNarrow<double>, &noneNarrow<std::int32_t>};
+                             &noneNarrow<float>, &noneNarrow<double>, &noneNarrow<std::int32_t>,
+                             &noneWiden,       &noneWiden,         &noWidenYUY2,
+                             &noWidenYUY2};
 
 const FrameSimd& pick() {
   if (simdAtLeast(Simd::kAvx512)) {
@@ -51,5 +56,13 @@ const FrameSimd& frameSimd() {
   return picked;
 }
 const FrameSimd& frameSimdNone() { return kNone; }
+
+int frameSimdSets(const FrameSimd* (&sets)[3]) {
+  int n = 0;
+  sets[n++] = &kNone;
+  if (&frameSimd() != &kNone && simdAtLeast(Simd::kAvx512)) sets[n++] = &kFrameSimdAVX2;
+  if (&frameSimd() != &kNone) sets[n++] = &frameSimd();
+  return n;
+}
 
 }  // namespace rivulet

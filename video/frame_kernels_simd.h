@@ -8,10 +8,28 @@
 #define RIVULET_VIDEO_FRAME_KERNELS_SIMD_H
 
 #include <cstdint>
+#include <cstring>
 
 namespace rivulet {
 
 struct YCbCrMatrices;
+
+// A 256-entry widening table of 4- or 8-byte samples split into byte planes:
+// plane[j][i] is byte j (little-endian) of entry i, for the byte-permute
+// look-ups of the fast widening forms.
+struct WidenPlanes {
+  alignas(64) std::uint8_t plane[8][256];
+};
+
+// 1 / range when that is exact (range a power of two whose reciprocal is a
+// normal single), else 0. Then x / range and x * (1 / range) are the same
+// rounding of the same real number, so the narrowing may multiply.
+inline float exactReciprocal(float range) {
+  std::uint32_t bits;
+  std::memcpy(&bits, &range, sizeof bits);
+  const std::uint32_t exponent = bits >> 23;  // sign bit included: positive only
+  return (bits & 0x7FFFFF) == 0 && exponent >= 2 && exponent <= 253 ? 1.0f / range : 0.0f;
+}
 
 struct FrameSimd {
   // Byte planes to BGR pixels (blue, green, red): n pixels.
@@ -37,10 +55,23 @@ struct FrameSimd {
   int (*narrowSingle)(const float* src, std::uint8_t* dst, int n, float lo, float range);
   int (*narrowDouble)(const double* src, std::uint8_t* dst, int n, float lo, float range);
   int (*narrowInt32)(const std::int32_t* src, std::uint8_t* dst, int n, float lo, float range);
+  // Widening of n bytes to 4- or 8-byte samples by the table t; with
+  // `stream` and a 64-byte aligned dst, by non-temporal stores.
+  int (*widen4)(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t, bool stream);
+  int (*widen8)(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t, bool stream);
+  // YUY2 macro-pixels straight to Y, Cb, Cr runs of 4- or 8-byte samples
+  // widened by the table t: pairs.
+  int (*yuy2ToPlanes4)(const std::uint8_t* f, void* y, void* cb, void* cr, int pairs,
+                       const WidenPlanes& t);
+  int (*yuy2ToPlanes8)(const std::uint8_t* f, void* y, void* cb, void* cr, int pairs,
+                       const WidenPlanes& t);
 };
 
 // The set picked for this machine.
 const FrameSimd& frameSimd();
+// Every set this machine runs, the picked one last (for tests that hold each
+// against the plain forms).
+int frameSimdSets(const FrameSimd* (&sets)[3]);
 // The set that does nothing (every run left to the plain forms).
 const FrameSimd& frameSimdNone();
 

@@ -8,6 +8,7 @@
 #include "video/column_tiles.h"
 #include "video/families.h"
 #include "video/frame_kernels.h"
+#include "video/plane_driver.h"
 
 namespace rivulet {
 namespace {
@@ -33,11 +34,13 @@ void RGBToYCbCrChannelsInput(void const* frame, void* yp, void* cbp, void* crp, 
   const std::uint8_t* top = static_cast<const std::uint8_t*>(frame) + (h - 1) * stride;
   YCbCrPlanes<N> planes(yp, cbp, crp);
   if (orientation == ORIENTATION_ROW_MAJOR) {
+    const bool stream = streamFor(4 * sizeof(T) * std::int64_t{pairs} * h);
     for (int r = 0; r < h; ++r) {
       const std::int64_t o = static_cast<std::int64_t>(r) * pairs;
       bgrToYCbCrRow<N>(top - r * stride, planes.p[0] + 2 * o, planes.p[1] + o, planes.p[2] + o,
-                       pairs, lut, m);
+                       pairs, lut, m, stream);
     }
+    endStream(stream);
   } else {
     constexpr int per[3] = {2, 1, 1};
     rowsToColumns(planes.p, per, h, pairs, [&](int r, int k0, int n, T* const* dst) {
@@ -107,6 +110,8 @@ void YCbCrToYCbCrChannelsInput(void const* frame, void* yp, void* cbp, void* crp
   if (orientation == ORIENTATION_ROW_MAJOR) {
     const std::int32_t n = product32(w, h);
     if (n <= 0) return;
+    // Through the caches: the wide forms widen straight from the frame into
+    // the three planes, which rarely share the alignment streaming needs.
     yuy2ToPlanesRow<N>(f, planes.p[0], planes.p[1], planes.p[2], ((n - 1) >> 1) + 1, lut);
   } else if (orientation == ORIENTATION_COLUMN_MAJOR) {
     if (w <= 0 || h <= 0) return;
@@ -148,7 +153,10 @@ void YCbCrToRGBChannelsBody(void const* frame, int w, int h, bool rowMajor, void
   if (rowMajor) {
     const std::int32_t n = product32(w, h);
     if (n <= 0) return;
-    yuy2ToRGBRow<N>(f, planes.p[0], planes.p[1], planes.p[2], ((n - 1) >> 1) + 1, lut, m);
+    const int pairs = ((n - 1) >> 1) + 1;
+    const bool stream = streamFor(6 * sizeof(T) * std::int64_t{pairs});
+    yuy2ToRGBRow<N>(f, planes.p[0], planes.p[1], planes.p[2], pairs, lut, m, stream);
+    endStream(stream);
   } else {
     const int pairs = ((w - 1) >> 1) + 1;
     if (pairs <= 0 || h <= 0) return;

@@ -128,44 +128,85 @@ TEST(YCbCrTransforms, PinnedValues) {
 
 // ---- Fast byte kernels against their plain forms ---------------------------------------------
 
-TEST(FrameKernels, FastFormsEqualPlainOnEveryLength) {
-  std::mt19937 rng(7);
+// Each set of fast forms the CPU runs (not only the one picked), finished by
+// the plain form, equals the plain form on every length.
+TEST(FrameKernels, EverySetEqualsPlain) {
+  std::mt19937 rng(11);
   const YCbCrMatrices m = loadYCbCrMatrices();
-  constexpr int kMax = 133;  // several blocks of 32 pixels or 16 pairs, and every tail
+  constexpr int kMax = 133;
   Bytes a(8 * kMax), b(8 * kMax), c(8 * kMax);
   for (auto* v : {&a, &b, &c})
     for (auto& x : *v) x = static_cast<std::uint8_t>(rng());
-  auto same = [](Bytes x, Bytes y) { return x == y; };
-  for (int n = 0; n <= kMax; ++n) {
-    Bytes o1(8 * kMax, kGuard), o2 = o1, p1(8 * kMax, kGuard), p2 = p1, q1(8 * kMax, kGuard), q2 = q1;
-    mergeBGRRow<kU8>(a.data(), b.data(), c.data(), o1.data(), n);
-    mergeBGRRow_C<kU8>(a.data(), b.data(), c.data(), o2.data(), n);
-    ASSERT_TRUE(same(o1, o2)) << "mergeBGR " << n;
-    planesToYUY2Row<kU8>(a.data(), b.data(), c.data(), o1.data(), n);
-    planesToYUY2Row_C<kU8>(a.data(), b.data(), c.data(), o2.data(), n);
-    ASSERT_TRUE(same(o1, o2)) << "planesToYUY2 " << n;
-    ycbcrToBGRRow<kU8>(a.data(), b.data(), c.data(), o1.data(), n, m);
-    ycbcrToBGRRow_C<kU8>(a.data(), b.data(), c.data(), o2.data(), n, m);
-    ASSERT_TRUE(same(o1, o2)) << "ycbcrToBGR " << n;
-    yuy2ToPlanesRow<kU8>(a.data(), o1.data(), p1.data(), q1.data(), n, nullptr);
-    yuy2ToPlanesRow_C<kU8>(a.data(), o2.data(), p2.data(), q2.data(), n, nullptr);
-    ASSERT_TRUE(same(o1, o2) && same(p1, p2) && same(q1, q2)) << "yuy2ToPlanes " << n;
-    yuy2ToRGBRow<kU8>(a.data(), o1.data(), p1.data(), q1.data(), n, nullptr, m);
-    yuy2ToRGBRow_C<kU8>(a.data(), o2.data(), p2.data(), q2.data(), n, nullptr, m);
-    ASSERT_TRUE(same(o1, o2) && same(p1, p2) && same(q1, q2)) << "yuy2ToRGB " << n;
-    bgrToYCbCrRow<kU8>(a.data(), o1.data(), p1.data(), q1.data(), n, nullptr, m);
-    rgbBytesToYCbCrRow_C<kU8, 3>(a.data() + 2, a.data() + 1, a.data(), o2.data(), p2.data(),
-                                 q2.data(), n, nullptr, m);
-    ASSERT_TRUE(same(o1, o2) && same(p1, p2) && same(q1, q2)) << "bgrToYCbCr " << n;
+  std::vector<float> wide(kMax);
+  for (auto& x : wide) x = anySample<VIDEO_SINGLE>(rng);
+  const FrameSimd* sets[3];
+  const int count = frameSimdSets(sets);
+  for (int k = 0; k < count; ++k) {
+    const FrameSimd& s = *sets[k];
+    for (int n = 0; n <= kMax; ++n) {
+      // out[0..2] from the set then the plain form, want[0..2] from the plain form alone.
+      Bytes out[3], want[3];
+      auto reset = [&] {
+        for (auto* v : {out, want})
+          for (int i = 0; i < 3; ++i) v[i].assign(8 * kMax, kGuard);
+      };
+      auto check = [&](const char* what) {
+        for (int i = 0; i < 3; ++i) ASSERT_EQ(out[i], want[i]) << what << ", set " << k << ", " << n;
+      };
+      reset();
+      int d = s.mergeBGR(a.data(), b.data(), c.data(), out[0].data(), n);
+      mergeBGRRow_C<kU8>(a.data() + d, b.data() + d, c.data() + d, out[0].data() + 3 * d, n - d);
+      mergeBGRRow_C<kU8>(a.data(), b.data(), c.data(), want[0].data(), n);
+      check("mergeBGR");
+      reset();
+      d = s.planesToYUY2(a.data(), b.data(), c.data(), out[0].data(), n);
+      planesToYUY2Row_C<kU8>(a.data() + 2 * d, b.data() + d, c.data() + d, out[0].data() + 4 * d, n - d);
+      planesToYUY2Row_C<kU8>(a.data(), b.data(), c.data(), want[0].data(), n);
+      check("planesToYUY2");
+      reset();
+      d = s.ycbcrToBGR(a.data(), b.data(), c.data(), out[0].data(), n, m);
+      ycbcrToBGRRow_C<kU8>(a.data() + 2 * d, b.data() + d, c.data() + d, out[0].data() + 6 * d, n - d, m);
+      ycbcrToBGRRow_C<kU8>(a.data(), b.data(), c.data(), want[0].data(), n, m);
+      check("ycbcrToBGR");
+      reset();
+      d = s.yuy2ToPlanes(a.data(), out[0].data(), out[1].data(), out[2].data(), n);
+      yuy2ToPlanesRow_C<kU8>(a.data() + 4 * d, out[0].data() + 2 * d, out[1].data() + d,
+                             out[2].data() + d, n - d, nullptr);
+      yuy2ToPlanesRow_C<kU8>(a.data(), want[0].data(), want[1].data(), want[2].data(), n, nullptr);
+      check("yuy2ToPlanes");
+      reset();
+      d = s.yuy2ToRGB(a.data(), out[0].data(), out[1].data(), out[2].data(), n, m);
+      yuy2ToRGBRow_C<kU8>(a.data() + 4 * d, out[0].data() + 2 * d, out[1].data() + 2 * d,
+                          out[2].data() + 2 * d, n - d, nullptr, m);
+      yuy2ToRGBRow_C<kU8>(a.data(), want[0].data(), want[1].data(), want[2].data(), n, nullptr, m);
+      check("yuy2ToRGB");
+      reset();
+      d = s.bgrToYCbCr(a.data(), out[0].data(), out[1].data(), out[2].data(), n, m);
+      rgbBytesToYCbCrRow_C<kU8, 3>(a.data() + 6 * d + 2, a.data() + 6 * d + 1, a.data() + 6 * d,
+                                   out[0].data() + 2 * d, out[1].data() + d, out[2].data() + d,
+                                   n - d, nullptr, m);
+      rgbBytesToYCbCrRow_C<kU8, 3>(a.data() + 2, a.data() + 1, a.data(), want[0].data(),
+                                   want[1].data(), want[2].data(), n, nullptr, m);
+      check("bgrToYCbCr");
+      reset();
+      d = s.narrowSingle(wide.data(), out[0].data(), n, 0.0f, 1.0f);
+      narrowRun_C<VIDEO_SINGLE>(wide.data() + d, out[0].data() + d, n - d);
+      narrowRun_C<VIDEO_SINGLE>(wide.data(), want[0].data(), n);
+      check("narrowSingle");
+    }
   }
 }
 
-// Narrowing by the vector forms equals the rule on every run length, over
-// widened bytes and the edges (NaN, infinities, out of range, halfway points).
+// Narrowing by the vector forms equals the rule: on every run length over
+// widened bytes and the edges (NaN, infinities, out of range, halfway
+// points), then over every 4093rd bit pattern of the 32-bit types (a million
+// values across every exponent, sign and NaN payload) and of a double's high
+// word.
 template <int N>
 void expectNarrowRunsEqual() {
+  using T = Sample<N>;
   std::mt19937 rng(N);
-  std::vector<Sample<N>> src(300);
+  std::vector<T> src(300);
   for (auto& x : src) x = anySample<N>(rng);
   for (int n = 0; n <= 300; n += 7) {
     Bytes fast(300, kGuard), plain(300, kGuard);
@@ -173,11 +214,79 @@ void expectNarrowRunsEqual() {
     narrowRun_C<N>(src.data(), plain.data(), n);
     ASSERT_EQ(fast, plain) << "type " << N << ", " << n << " samples";
   }
+  constexpr std::uint64_t kStep = 4093, kCount = (std::uint64_t{1} << 32) / kStep + 1;
+  std::vector<T> sweep(kCount);
+  for (std::uint64_t i = 0; i < kCount; ++i) {
+    const std::uint64_t bits = i * kStep << (sizeof(T) == 8 ? 32 : 0) | (sizeof(T) == 8 ? i : 0);
+    std::memcpy(&sweep[i], &bits, sizeof(T));
+  }
+  // And 64 neighbours either side of every value the rule rounds half up
+  // from (t = k + 0.5 after scaling), and of the top of int32.
+  const double lo = sampleAsSingle<N>(videoTraits<N>::min);
+  const double range = sampleAsSingle<N>(videoTraits<N>::max) - lo;
+  for (int k = 0; k <= 256; ++k) {
+    const double at[] = {lo + (k + 0.5) / 255 * range, lo + 2147483648.0 / 255 * range};
+    for (double a : at) {
+      auto next = [](T x, int by) {
+        if constexpr (std::is_floating_point_v<T>)
+          return std::nextafter(x, by * std::numeric_limits<T>::infinity());
+        else
+          return static_cast<T>(std::clamp<std::int64_t>(std::int64_t{x} + by, INT32_MIN, INT32_MAX));
+      };
+      T x = static_cast<T>(std::clamp(a, -2147483648.0, 2147483647.0));
+      for (int i = 0; i < 64; ++i) x = next(x, -1);
+      for (int i = 0; i < 128; ++i, x = next(x, 1)) sweep.push_back(x);
+    }
+  }
+  const size_t count = sweep.size();
+  Bytes fast(count), plain(count);
+  narrowRun<N>(sweep.data(), fast.data(), static_cast<int>(count));
+  narrowRun_C<N>(sweep.data(), plain.data(), static_cast<int>(count));
+  for (size_t i = 0; i < count; ++i)
+    ASSERT_EQ(fast[i], plain[i]) << "type " << N << ", sample " << static_cast<double>(sweep[i]);
 }
 TEST(FrameKernels, FastNarrowingEqualsPlain) {
   expectNarrowRunsEqual<VIDEO_SINGLE>();
   expectNarrowRunsEqual<VIDEO_DOUBLE>();
   expectNarrowRunsEqual<VIDEO_INT32>();
+}
+
+// Widening by the byte-permute forms equals the table on every byte value,
+// every run length and every start, stored through the caches or past them.
+template <int N>
+void expectWidenRunsEqual() {
+  using T = Sample<N>;
+  initEightBitLUT(static_cast<VideoDataType>(N));
+  Bytes src(600);
+  for (size_t i = 0; i < src.size(); ++i) src[i] = static_cast<std::uint8_t>(i * 167 + i / 256);
+  for (int start = 0; start < 6; ++start)
+    for (int n = 0; n <= 300; n += start + 1) {
+      std::vector<T> fast(301, T(7)), plain(301, T(7));
+      widenBytes<N>(src.data() + start, fast.data(), n, eightBitTable<N>(), start >= 3);
+      widenRun<N>(src.data() + start, plain.data(), n, eightBitTable<N>());
+      ASSERT_EQ(0, std::memcmp(fast.data(), plain.data(), sizeof(T) * fast.size()))
+          << "type " << N << ", " << n << " samples from " << start;
+    }
+  // The YUY2 forms that widen straight from the frame, on every pair count:
+  // Y at 0, Cb at 266, Cr at 399, a guard element after each.
+  constexpr int kPairs = 133;
+  for (int pairs = 0; pairs <= kPairs; ++pairs)
+    for (bool stream : {false, true}) {
+      std::vector<T> fast(4 * kPairs + 3, T(7)), plain = fast;
+      auto run = [&](std::vector<T>& v, auto kernel) {
+        kernel(src.data(), v.data(), v.data() + 2 * kPairs + 1, v.data() + 3 * kPairs + 2, pairs);
+      };
+      run(fast, [&](auto... a) { yuy2ToPlanesRow<N>(a..., eightBitTable<N>(), stream); });
+      run(plain, [&](auto... a) { yuy2ToPlanesRow_C<N>(a..., eightBitTable<N>()); });
+      ASSERT_EQ(0, std::memcmp(fast.data(), plain.data(), sizeof(T) * fast.size()))
+          << "type " << N << ", YUY2 of " << pairs << " pairs";
+    }
+}
+TEST(FrameKernels, FastWideningEqualsPlain) {
+  expectWidenRunsEqual<VIDEO_SINGLE>();
+  expectWidenRunsEqual<VIDEO_DOUBLE>();
+  expectWidenRunsEqual<VIDEO_INT32>();
+  expectWidenRunsEqual<VIDEO_UINT32>();
 }
 
 // The fast forms take the load-time matrices (where the CPU has them), and a
