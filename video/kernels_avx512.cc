@@ -124,13 +124,13 @@ struct ByteRuns {
 };
 constexpr ByteRuns kByteRuns;
 
-// 64 samples a step without gathers (slow here): the table is cut once per
+// 64 samples a step without gathers (slow here, and so are scalar look-ups): the table is cut once per
 // call into eight 256-byte tables, one per byte position of an entry, and
 // each position is looked up for 64 indices by two 128-entry byte permutes.
 // Positions that are zero in every entry (the low mantissa bytes of a widened
 // single) are not looked up. The eight byte runs are put back together into
 // samples by the transposes the tables were cut with.
-std::int64_t streamWiden8(const std::uint8_t* src, const std::uint64_t* table, void* dst, std::int64_t lines) {
+std::int64_t widen8(const std::uint8_t* src, const std::uint64_t* table, void* dst, std::int64_t n, bool stream) {
   const __m512i runs = _mm512_load_si512(kByteRuns.index);
   __m512i byteTable[8][4];  // [position][quarter of the 256 entries]
   for (int q = 0; q < 4; ++q) {
@@ -147,7 +147,7 @@ std::int64_t streamWiden8(const std::uint8_t* src, const std::uint64_t* table, v
   }
   auto* d = static_cast<__m512i*>(dst);
   std::int64_t k = 0;
-  for (; k + 8 <= lines; k += 8) {
+  for (; 8 * k + 64 <= n; k += 8) {
     const __m512i index = _mm512_loadu_si512(src + 8 * k);
     const __mmask64 upper = _mm512_movepi8_mask(index);
     __m512i x[8];
@@ -156,9 +156,12 @@ std::int64_t streamWiden8(const std::uint8_t* src, const std::uint64_t* table, v
                                   : _mm512_mask_blend_epi8(upper, _mm512_permutex2var_epi8(byteTable[j][0], index, byteTable[j][1]),
                                                            _mm512_permutex2var_epi8(byteTable[j][2], index, byteTable[j][3]));
     transposeQwords8x8(x);
-    for (int m = 0; m < 8; ++m) _mm512_stream_si512(d + k + m, _mm512_permutexvar_epi8(runs, x[m]));
+    if (stream)
+      for (int m = 0; m < 8; ++m) _mm512_stream_si512(d + k + m, _mm512_permutexvar_epi8(runs, x[m]));
+    else
+      for (int m = 0; m < 8; ++m) _mm512_storeu_si512(d + k + m, _mm512_permutexvar_epi8(runs, x[m]));
   }
-  return k;
+  return 8 * k;
 }
 
 }  // namespace
@@ -169,7 +172,7 @@ constinit const VideoForms kVideoFormsAvx512 = [] {
   f.splitBGR = &splitBGR;
   f.transposeBytes16x64 = &transposeBytes16x64;
   f.streamTranspose8x8 = &streamTranspose8x8;
-  f.streamWiden8 = &streamWiden8;
+  f.widen8 = &widen8;
   return f;
 }();
 
