@@ -22,11 +22,6 @@ void audioConvertCopy(void const* source, void* destination, int samples, int ch
   }
 }
 
-template <int S, int D>
-struct ConvertCopyMember {
-  static constexpr AudioCopyFcn fcn = &audioConvertCopy<S, D>;
-};
-
 // Each channel's `samples` elements from c * channelStride on become zero bytes.
 template <int P>
 void audioEmpty(void const*, void* destination, int samples, int channels, int channelStride) {
@@ -51,7 +46,7 @@ void audioEmpty<kPosInt24>(void const*, void* destination, int samples, int chan
 
 }  // namespace
 
-constexpr AudioCopyTable kAudioConvertCopy = buildAudioTable<AudioCopyFcn, ConvertCopyMember>();
+constexpr AudioCopyTable kAudioConvertCopy = buildAudioTable<AudioCopyFcn>([]<int S, int D> { return &audioConvertCopy<S, D>; });
 #ifndef RIVULET_SANITIZE
 static_assert(isCellTable(kAudioConvertCopy));
 #endif

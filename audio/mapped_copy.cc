@@ -30,20 +30,12 @@ void mappedCopy(void const* source, void* destination, int channelStride, int sa
   }
 }
 
-template <bool FromInterleaved>
-struct Members {
-  template <int S, int D>
-  struct Of {
-    static constexpr AudioConvertCopyWithMapFcn fcn = &mappedCopy<S, D, FromInterleaved>;
-  };
-};
-
 }  // namespace
 
 constexpr AudioMapTable kAudioMappedFromInterleaved =
-    buildAudioTable<AudioConvertCopyWithMapFcn, Members<true>::Of>();
+    buildAudioTable<AudioConvertCopyWithMapFcn>([]<int S, int D> { return &mappedCopy<S, D, true>; });
 constexpr AudioMapTable kAudioMappedToInterleaved =
-    buildAudioTable<AudioConvertCopyWithMapFcn, Members<false>::Of>();
+    buildAudioTable<AudioConvertCopyWithMapFcn>([]<int S, int D> { return &mappedCopy<S, D, false>; });
 #ifndef RIVULET_SANITIZE
 static_assert(isCellTable(kAudioMappedFromInterleaved) && isCellTable(kAudioMappedToInterleaved));
 #endif

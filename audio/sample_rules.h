@@ -197,16 +197,17 @@ inline constexpr int kCellSource = (S == kPosInt24 && D == kPosInt24) ? kPosInt3
 template <int S, int D>
 inline constexpr int kCellDestination = (S == kPosInt24 && D == kPosInt24) ? kPosInt32 : D;
 
-// Builds a 36-entry table: entry 6 * S + D is Member<S', D'>::fcn with the
-// cell's positions. One table shape for every family.
-template <typename Fcn, template <int, int> class Member, std::size_t... I>
-constexpr std::array<Fcn, sizeof...(I)> buildAudioTable(std::index_sequence<I...>) {
-  return {{Member<kCellSource<int(I) / 6, int(I) % 6>,
-                  kCellDestination<int(I) / 6, int(I) % 6>>::fcn...}};
+// Builds a 36-entry table: entry 6 * S + D is member.template operator()<S',
+// D'>() with the cell's positions, for a member such as
+// []<int S, int D> { return &routine<S, D>; }. One table shape for every family.
+template <typename Fcn, typename Member, std::size_t... I>
+constexpr std::array<Fcn, sizeof...(I)> buildAudioTable(Member member, std::index_sequence<I...>) {
+  return {{member.template operator()<kCellSource<int(I) / 6, int(I) % 6>,
+                                      kCellDestination<int(I) / 6, int(I) % 6>>()...}};
 }
-template <typename Fcn, template <int, int> class Member>
-constexpr std::array<Fcn, 36> buildAudioTable() {
-  return buildAudioTable<Fcn, Member>(std::make_index_sequence<36>{});
+template <typename Fcn, typename Member>
+constexpr std::array<Fcn, 36> buildAudioTable(Member member) {
+  return buildAudioTable<Fcn>(member, std::make_index_sequence<36>{});
 }
 
 }  // namespace rivulet

@@ -54,20 +54,12 @@ void transposeCopy(void const* source, void* destination, int samples, int chann
   }
 }
 
-template <bool FromInterleaved>
-struct Members {
-  template <int S, int D>
-  struct Of {
-    static constexpr AudioCopyFcn fcn = &transposeCopy<S, D, FromInterleaved>;
-  };
-};
-
 }  // namespace
 
 constexpr AudioCopyTable kAudioTransposeFromInterleaved =
-    buildAudioTable<AudioCopyFcn, Members<true>::Of>();
+    buildAudioTable<AudioCopyFcn>([]<int S, int D> { return &transposeCopy<S, D, true>; });
 constexpr AudioCopyTable kAudioTransposeToInterleaved =
-    buildAudioTable<AudioCopyFcn, Members<false>::Of>();
+    buildAudioTable<AudioCopyFcn>([]<int S, int D> { return &transposeCopy<S, D, false>; });
 #ifndef RIVULET_SANITIZE
 static_assert(isCellTable(kAudioTransposeFromInterleaved) && isCellTable(kAudioTransposeToInterleaved));
 #endif

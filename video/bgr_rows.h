@@ -31,9 +31,10 @@ inline void splitBGRRow_C(const std::uint8_t* bgr, Sample<N>* red, Sample<N>* gr
       for (int c = 0; c < n; ++c) planes[k][c] = byteToSample<N>(lut, bgr[3 * c + k]);
 }
 
-// n bytes widened into dst. With `stream`, the whole 64-byte lines of dst
-// are gathered in L1 by the rule and then written past the caches a line at
-// a time (table gathers are slower here than the scalar look-ups).
+// n bytes widened into dst; 8-byte samples by the permuting form where the
+// CPU has one. With `stream`, the whole 64-byte lines of dst are written past
+// the caches: by that form, or gathered in L1 by the rule and then streamed a
+// line at a time (table gathers are slower than the scalar look-ups).
 template <int N>
 inline void widenRun(const std::uint8_t* src, Sample<N>* dst, std::int64_t n, Sample<N> const* lut,
                      bool stream = false) {
@@ -49,6 +50,9 @@ inline void widenRun(const std::uint8_t* src, Sample<N>* dst, std::int64_t n, Sa
     constexpr int kLine = 64 / sizeof(T);
     const std::int64_t lead = std::min<std::int64_t>(n, (64 - address % 64) % 64 / sizeof(T));
     for (; i < lead; ++i) dst[i] = byteToSample<N>(lut, src[i]);
+    if constexpr (sizeof(T) == 8)
+      if (const auto widen = videoForms().widen8)
+        i += widen(src + i, reinterpret_cast<const std::uint64_t*>(lut), dst + i, n - i, true);
     // Sixteen lines are filled before any is streamed: a line read right
     // after its elements were stored one by one would wait for them.
     constexpr int kBlock = 16 * kLine;
@@ -60,6 +64,9 @@ inline void widenRun(const std::uint8_t* src, Sample<N>* dst, std::int64_t n, Sa
       i += m;
     }
   }
+  if constexpr (sizeof(T) == 8)
+    if (const auto widen = videoForms().widen8; widen != nullptr && i == 0)
+      i = widen(src, reinterpret_cast<const std::uint64_t*>(lut), dst, n, false);
   for (; i < n; ++i) dst[i] = byteToSample<N>(lut, src[i]);
 }
 
@@ -75,7 +82,7 @@ inline void splitBGRRow(const std::uint8_t* bgr, Sample<N>* red, Sample<N>* gree
   } else {
     if (split == nullptr || (!stream && sizeof(Sample<N>) < 8) || !red || !green || !blue)
       return splitBGRRow_C<N>(bgr, red, green, blue, n, lut);
-    constexpr int kChunk = 512;
+    constexpr int kChunk = 2048;
     alignas(64) std::uint8_t bytes[3][kChunk];
     for (int c = 0; c < n; c += kChunk) {
       const int m = std::min(kChunk, n - c);

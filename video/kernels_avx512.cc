@@ -80,30 +80,88 @@ void transposeBytes16x64(const std::uint8_t* src, std::int64_t srcStride, std::u
   }
 }
 
-// Rows r0..r7 of eight doubles: pairs interleaved, then 128-bit lanes
-// regrouped twice; out[c] is column c.
-void streamTranspose8x8(const void* src, std::int64_t srcStride, void* dst, std::int64_t dstStride) {
-  const double* s = static_cast<const double*>(src);
-  double* d = static_cast<double*>(dst);
-  __m512d r[8], t[8], u[8];
-  for (int i = 0; i < 8; ++i) r[i] = _mm512_loadu_pd(s + i * srcStride);
+// Eight rows of eight 8-byte elements: x[c] becomes column c.
+[[gnu::always_inline]] inline void transposeQwords8x8(__m512i x[8]) {
+  __m512i t[8], u[8];
   for (int i = 0; i < 8; i += 2) {
-    t[i] = _mm512_unpacklo_pd(r[i], r[i + 1]);
-    t[i + 1] = _mm512_unpackhi_pd(r[i], r[i + 1]);
+    t[i] = _mm512_unpacklo_epi64(x[i], x[i + 1]);
+    t[i + 1] = _mm512_unpackhi_epi64(x[i], x[i + 1]);
   }
   // u[k] for k = 0..3 from rows 0-3, k = 4..7 from rows 4-7: lanes 0 and 2
   // (even columns of a pair) or 1 and 3.
   for (int h = 0; h < 8; h += 4) {
-    u[h] = _mm512_shuffle_f64x2(t[h], t[h + 2], 0x88);
-    u[h + 1] = _mm512_shuffle_f64x2(t[h], t[h + 2], 0xDD);
-    u[h + 2] = _mm512_shuffle_f64x2(t[h + 1], t[h + 3], 0x88);
-    u[h + 3] = _mm512_shuffle_f64x2(t[h + 1], t[h + 3], 0xDD);
+    u[h] = _mm512_shuffle_i64x2(t[h], t[h + 2], 0x88);
+    u[h + 1] = _mm512_shuffle_i64x2(t[h], t[h + 2], 0xDD);
+    u[h + 2] = _mm512_shuffle_i64x2(t[h + 1], t[h + 3], 0x88);
+    u[h + 3] = _mm512_shuffle_i64x2(t[h + 1], t[h + 3], 0xDD);
   }
   const int column[4] = {0, 2, 1, 3};  // u[k] holds columns column[k] and column[k] + 4
   for (int k = 0; k < 4; ++k) {
-    _mm512_stream_pd(d + column[k] * dstStride, _mm512_shuffle_f64x2(u[k], u[k + 4], 0x88));
-    _mm512_stream_pd(d + (column[k] + 4) * dstStride, _mm512_shuffle_f64x2(u[k], u[k + 4], 0xDD));
+    x[column[k]] = _mm512_shuffle_i64x2(u[k], u[k + 4], 0x88);
+    x[column[k] + 4] = _mm512_shuffle_i64x2(u[k], u[k + 4], 0xDD);
   }
+}
+
+// Rows r0..r7 of eight doubles; each column goes out as one line.
+void streamTranspose8x8(const void* src, std::int64_t srcStride, void* dst, std::int64_t dstStride) {
+  const auto* s = static_cast<const long long*>(src);
+  auto* d = static_cast<long long*>(dst);
+  __m512i x[8];
+  for (int i = 0; i < 8; ++i) x[i] = _mm512_loadu_si512(s + i * srcStride);
+  transposeQwords8x8(x);
+  for (int c = 0; c < 8; ++c) _mm512_stream_si512(reinterpret_cast<__m512i*>(d + c * dstStride), x[c]);
+}
+
+// Within each 64-byte register, eight elements of eight bytes to eight runs
+// of one byte position: byte 8j + i takes byte j of element i. The same
+// permute takes the runs back.
+struct ByteRuns {
+  alignas(64) std::uint8_t index[64];
+  constexpr ByteRuns() : index{} {
+    for (int j = 0; j < 8; ++j)
+      for (int i = 0; i < 8; ++i) index[8 * j + i] = static_cast<std::uint8_t>(8 * i + j);
+  }
+};
+constexpr ByteRuns kByteRuns;
+
+// 64 samples a step without gathers (slow here, and so are scalar look-ups): the table is cut once per
+// call into eight 256-byte tables, one per byte position of an entry, and
+// each position is looked up for 64 indices by two 128-entry byte permutes.
+// Positions that are zero in every entry (the low mantissa bytes of a widened
+// single) are not looked up. The eight byte runs are put back together into
+// samples by the transposes the tables were cut with.
+std::int64_t widen8(const std::uint8_t* src, const std::uint64_t* table, void* dst, std::int64_t n, bool stream) {
+  const __m512i runs = _mm512_load_si512(kByteRuns.index);
+  __m512i byteTable[8][4];  // [position][quarter of the 256 entries]
+  for (int q = 0; q < 4; ++q) {
+    __m512i x[8];
+    for (int m = 0; m < 8; ++m) x[m] = _mm512_permutexvar_epi8(runs, _mm512_loadu_si512(table + 64 * q + 8 * m));
+    transposeQwords8x8(x);
+    for (int j = 0; j < 8; ++j) byteTable[j][q] = x[j];
+  }
+  unsigned used = 0;
+  for (int j = 0; j < 8; ++j) {
+    const __m512i any = _mm512_or_si512(_mm512_or_si512(byteTable[j][0], byteTable[j][1]),
+                                        _mm512_or_si512(byteTable[j][2], byteTable[j][3]));
+    if (_mm512_test_epi8_mask(any, any) != 0) used |= 1u << j;
+  }
+  auto* d = static_cast<__m512i*>(dst);
+  std::int64_t k = 0;
+  for (; 8 * k + 64 <= n; k += 8) {
+    const __m512i index = _mm512_loadu_si512(src + 8 * k);
+    const __mmask64 upper = _mm512_movepi8_mask(index);
+    __m512i x[8];
+    for (int j = 0; j < 8; ++j)
+      x[j] = (used >> j & 1) == 0 ? _mm512_setzero_si512()
+                                  : _mm512_mask_blend_epi8(upper, _mm512_permutex2var_epi8(byteTable[j][0], index, byteTable[j][1]),
+                                                           _mm512_permutex2var_epi8(byteTable[j][2], index, byteTable[j][3]));
+    transposeQwords8x8(x);
+    if (stream)
+      for (int m = 0; m < 8; ++m) _mm512_stream_si512(d + k + m, _mm512_permutexvar_epi8(runs, x[m]));
+    else
+      for (int m = 0; m < 8; ++m) _mm512_storeu_si512(d + k + m, _mm512_permutexvar_epi8(runs, x[m]));
+  }
+  return 8 * k;
 }
 
 }  // namespace
@@ -114,6 +172,7 @@ constinit const VideoForms kVideoFormsAvx512 = [] {
   f.splitBGR = &splitBGR;
   f.transposeBytes16x64 = &transposeBytes16x64;
   f.streamTranspose8x8 = &streamTranspose8x8;
+  f.widen8 = &widen8;
   return f;
 }();
 

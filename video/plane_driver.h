@@ -56,14 +56,16 @@ void planesFromRows(const Row& row, T* const planes[P], int w, int h,
     }
     return;
   }
-  constexpr int TR = kTileRows<T>, TC = kTileCols<T>;
-  alignas(64) T tile[P][TR * TC];
-  // Bands of TR rows, top to bottom, each swept left to right a tile at a
+  // Bands of BR rows, top to bottom, each swept left to right a tile at a
   // time: the source is read along its rows, and each destination column
-  // gets TR consecutive elements per band. Where a column holds whole lines
+  // gets BR consecutive elements per band. Where a column holds whole lines
   // of a wide type, the first band is short, so that the others start on a
-  // line boundary and are streamed whole; planes whose alignments differ
-  // get a pass each.
+  // line boundary and are streamed whole, two lines of a column close
+  // together (columns written a single line at a time take about half as
+  // long again); planes whose alignments differ get a pass each.
+  constexpr int kLines = sizeof(T) >= 4 ? 2 : 1;
+  constexpr int TR = kTileRows<T>, BR = kLines * TR, TC = kTileCols<T> / kLines;
+  alignas(64) T tile[P][BR * TC];
   int lead[P] = {};
   if constexpr (sizeof(T) >= 4)
     if ((H * sizeof(T)) % 64 == 0)
@@ -73,15 +75,25 @@ void planesFromRows(const Row& row, T* const planes[P], int w, int h,
       }
   const auto pass = [&](int first, int last, int firstBand) {
     for (int r0 = 0; r0 < h;) {
-      const int nr = std::min(r0 == 0 && firstBand > 0 ? firstBand : TR, h - r0);
+      const int nr = std::min(r0 == 0 && firstBand > 0 ? firstBand : BR, h - r0);
       for (int c0 = 0; c0 < w; c0 += TC) {
         const int nc = std::min(TC, w - c0);
         for (int r = 0; r < nr; ++r) {
           for (int p = 0; p < P; ++p) out[p] = p >= first && p < last ? tile[p] + r * TC : nullptr;
           row(r0 + r, c0, nc, out, false);
         }
-        for (int p = first; p < last; ++p)
-          transposeTile(tile[p], TC, planes[p] + c0 * H + r0, H, nr, nc, stream);
+        for (int p = first; p < last; ++p) {
+          T* const to = planes[p] + c0 * H + r0;
+          if (kLines == 1 || nr <= TR) {
+            transposeTile(tile[p], TC, to, H, nr, nc, stream);
+          } else {
+            // Sixteen columns at a time, each column's lines one after the other.
+            for (int c = 0; c < nc; c += 16)
+              for (int s = 0; s < nr; s += TR)
+                transposeTile(tile[p] + s * TC + c, TC, to + c * H + s, H, std::min(TR, nr - s),
+                              std::min(16, nc - c), stream);
+          }
+        }
       }
       r0 += nr;
     }
