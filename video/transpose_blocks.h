@@ -8,6 +8,8 @@
 #ifndef RIVULET_VIDEO_TRANSPOSE_BLOCKS_H
 #define RIVULET_VIDEO_TRANSPOSE_BLOCKS_H
 
+#include <immintrin.h>
+
 #include <cstdint>
 
 namespace rivulet {
@@ -68,6 +70,83 @@ inline int transposeBlocks(const T* src, std::int64_t srcStride, T* dst, std::in
     }
   return r;
 }
+
+// The vector widths of the source being compiled, in an unnamed namespace so
+// that each source compiles its own copy with its own flags.
+namespace {
+
+struct TransposeOps128 {
+  using V = __m128i;
+  static constexpr int kLanes = 1;
+  static V load(const void* p, std::int64_t) { return _mm_loadu_si128(static_cast<const V*>(p)); }
+  static void store(void* p, V x) { _mm_storeu_si128(static_cast<V*>(p), x); }
+  static V lo16(V a, V b) { return _mm_unpacklo_epi16(a, b); }
+  static V hi16(V a, V b) { return _mm_unpackhi_epi16(a, b); }
+  static V lo32(V a, V b) { return _mm_unpacklo_epi32(a, b); }
+  static V hi32(V a, V b) { return _mm_unpackhi_epi32(a, b); }
+  static V lo64(V a, V b) { return _mm_unpacklo_epi64(a, b); }
+  static V hi64(V a, V b) { return _mm_unpackhi_epi64(a, b); }
+};
+
+#ifdef __AVX2__
+struct TransposeOps256 {
+  using V = __m256i;
+  static constexpr int kLanes = 2;
+  static V load(const void* p, std::int64_t laneStep) {
+    const auto* b = static_cast<const std::uint8_t*>(p);
+    return _mm256_loadu2_m128i(reinterpret_cast<const __m128i*>(b + laneStep), reinterpret_cast<const __m128i*>(b));
+  }
+  static void store(void* p, V x) { _mm256_storeu_si256(static_cast<V*>(p), x); }
+  static V lo16(V a, V b) { return _mm256_unpacklo_epi16(a, b); }
+  static V hi16(V a, V b) { return _mm256_unpackhi_epi16(a, b); }
+  static V lo32(V a, V b) { return _mm256_unpacklo_epi32(a, b); }
+  static V hi32(V a, V b) { return _mm256_unpackhi_epi32(a, b); }
+  static V lo64(V a, V b) { return _mm256_unpacklo_epi64(a, b); }
+  static V hi64(V a, V b) { return _mm256_unpackhi_epi64(a, b); }
+};
+#endif
+
+#ifdef __AVX512BW__
+// Four blocks of rows a vector: each column is stored 64 bytes at a time.
+struct TransposeOps512 {
+  using V = __m512i;
+  static constexpr int kLanes = 4;
+  static V load(const void* p, std::int64_t laneStep) {
+    const auto* b = static_cast<const std::uint8_t*>(p);
+    const auto piece = [&](int k) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(b + k * laneStep)); };
+    const __m512i low = _mm512_castsi256_si512(_mm256_inserti128_si256(_mm256_castsi128_si256(piece(0)), piece(1), 1));
+    return _mm512_inserti32x4(_mm512_inserti32x4(low, piece(2), 2), piece(3), 3);
+  }
+  static void store(void* p, V x) { _mm512_storeu_si512(p, x); }
+  static V lo16(V a, V b) { return _mm512_unpacklo_epi16(a, b); }
+  static V hi16(V a, V b) { return _mm512_unpackhi_epi16(a, b); }
+  static V lo32(V a, V b) { return _mm512_unpacklo_epi32(a, b); }
+  static V hi32(V a, V b) { return _mm512_unpackhi_epi32(a, b); }
+  static V lo64(V a, V b) { return _mm512_unpacklo_epi64(a, b); }
+  static V hi64(V a, V b) { return _mm512_unpackhi_epi64(a, b); }
+};
+#endif
+
+// The TransposeForms member of the widest vectors compiled: the whole 8 x 8
+// blocks, in the tallest blocks first and the narrower forms below them.
+template <typename T>
+void transposeBlocks8(const void* src, std::int64_t srcStride, void* dst, std::int64_t dstStride, int rows,
+                      int cols) {
+  const T* s = static_cast<const T*>(src);
+  T* d = static_cast<T*>(dst);
+  rows &= ~7;
+  cols &= ~7;
+  int r = 0;
+#ifdef __AVX512BW__
+  r += transposeBlocks<TransposeOps512>(s, srcStride, d, dstStride, rows, cols);
+#endif
+#ifdef __AVX2__
+  r += transposeBlocks<TransposeOps256>(s + r * srcStride, srcStride, d + r, dstStride, rows - r, cols);
+#endif
+  transposeBlocks<TransposeOps128>(s + r * srcStride, srcStride, d + r, dstStride, rows - r, cols);
+}
+
+}  // namespace
 
 }  // namespace rivulet
 
