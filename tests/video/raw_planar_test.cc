@@ -7,6 +7,8 @@
 
 #include "rivulet/rivulet.h"
 #include "tests/video/sweep_support.h"
+#include "types/cpu.h"
+#include "video/plane_driver.h"
 #include "video/raw_planar_kernels.h"
 
 using namespace rivulet;
@@ -206,4 +208,51 @@ TEST(RawPlanarFastForms, EqualThePlainRules) {
   std::vector<unsigned short> u16(n);
   check(forms->run[VIDEO_UINT32], u32, rawPlanarElement<VIDEO_UINT32, VIDEO_UINT16>, u16);
   check(forms->run[VIDEO_BOOLEAN], bo, rawPlanarElement<VIDEO_BOOLEAN, VIDEO_UINT8>, bytes);
+}
+
+// The block transposes of 2- and 4-byte elements of every set the CPU runs,
+// and the tiled layer on top of them (streamed tiles one line high
+// included), against the plain transpose: tiles with and without whole
+// blocks, row remainders below each vector height, guard-filled targets.
+template <typename T>
+void checkWideTranspose(const TransposeForms* f, int set) {
+  constexpr int kLine = 64 / sizeof(T);
+  std::mt19937 rng(set);
+  for (int rows : {1, 7, 8, 9, 16, 24, 31, 32, 33, 40, 64, 71})
+    for (int cols : {1, 8, 15, 16, 17, 40, 67}) {
+      std::vector<T> src(static_cast<size_t>(rows) * 70);
+      for (auto& x : src) x = static_cast<T>(rng());
+      // Columns of `rows` elements, 75 apart, after a guard.
+      std::vector<T> a(static_cast<size_t>(cols + 1) * 75, T(0x5A5A5A5A)), b(a);
+      if (f != nullptr) {
+        (sizeof(T) == 2 ? f->blocks2 : f->blocks4)(src.data() + 3, 70, a.data() + 1, 75, rows, cols);
+        transposeTile_C(src.data() + 3, 70, b.data() + 1, 75, rows & ~7, cols & ~7);
+      } else {
+        transposeTile(src.data() + 3, 70, a.data() + 1, 75, rows, cols);
+        transposeTile_C(src.data() + 3, 70, b.data() + 1, 75, rows, cols);
+      }
+      ASSERT_EQ(a, b) << "set " << set << " rows " << rows << " cols " << cols;
+    }
+  if (f != nullptr) return;
+  // One line high onto line-aligned columns (streamed) and off the line (not).
+  alignas(64) static T dst[2][41 * kLine];
+  std::vector<T> tile(kLine * 41);
+  for (auto& x : tile) x = static_cast<T>(rng());
+  for (int offset : {0, 1}) {
+    for (auto& d : dst) std::fill(std::begin(d), std::end(d), T(7));
+    transposeTile(tile.data(), 41, dst[0] + offset, kLine, kLine, 40, true);
+    endStream(true);
+    transposeTile_C(tile.data(), 41, dst[1] + offset, kLine, kLine, 40);
+    ASSERT_TRUE(std::equal(std::begin(dst[0]), std::end(dst[0]), std::begin(dst[1]))) << offset;
+  }
+}
+
+TEST(TransposeLayer, WideBlocksOfEverySetEqualPlain) {
+  for (int set = 0; set <= static_cast<int>(simdLevel()); ++set)
+    if (kTransposeFormsBySet[set] != nullptr) {
+      checkWideTranspose<std::uint16_t>(kTransposeFormsBySet[set], set);
+      checkWideTranspose<std::uint32_t>(kTransposeFormsBySet[set], set);
+    }
+  checkWideTranspose<std::uint16_t>(nullptr, 0);
+  checkWideTranspose<std::uint32_t>(nullptr, 0);
 }
