@@ -6,13 +6,20 @@
 #include <set>
 
 #include "rivulet/rivulet.h"
-#include "tests/video/sweep_support.h"
+#include "video/reference.h"
 #include "types/cpu.h"
 #include "video/plane_driver.h"
 #include "video/raw_planar_kernels.h"
 
 using namespace rivulet;
-using namespace sweep;
+using videoref::AllTypes;
+using videoref::Guarded;
+using videoref::kGuard;
+using videoref::kSizes;
+using videoref::pixels;
+using videoref::planeIndex;
+using videoref::randomBytes;
+using videoref::same;
 
 namespace {
 
@@ -89,20 +96,22 @@ TYPED_TEST(RawPlanar, SweepOverSizesPlanesPaddingAndFlips) {
   for (auto [w, h] : kSizes)
     for (int planes : {1, 3})
       for (int pad : {0, 1, 5}) {
-        const size_t n = static_cast<size_t>(w) * h, rowLen = w + pad;
+        // A negative width counts as none: each row is its padding alone.
+        const size_t n = pixels(w, h), rowLen = std::max(w, 0) + pad;
+        const int H = std::max(h, 0);
         const auto src = sourceValues<Sample<S>>(planes * n, w * 3 + h + pad);
         for (bool flip : {false, true}) {
-          Guarded<Td> dst(planes * h * rowLen);
+          Guarded<Td> dst(planes * H * rowLen);
           f(src.data(), dst.ptr(), w, h, planes, pad, flip);
           ASSERT_TRUE(dst.guardsIntact()) << w << "x" << h;
           for (int p = 0; p < planes; ++p)
-            for (int r = 0; r < h; ++r) {
-              const size_t row = p * h * rowLen + (flip ? h - 1 - r : r) * rowLen;
+            for (int r = 0; r < H; ++r) {
+              const size_t row = p * H * rowLen + (flip ? H - 1 - r : r) * rowLen;
               for (int c = 0; c < w; ++c)
                 ASSERT_TRUE(same(dst[row + c], modelElement<S, D>(src[p * n + static_cast<size_t>(c) * h + r])))
                     << w << "x" << h << " planes " << planes << " pad " << pad << " flip " << flip << " p" << p
                     << " r" << r << " c" << c;
-              for (int k = w; k < static_cast<int>(rowLen); ++k) ASSERT_TRUE(same(dst[row + k], Td{0}));
+              for (size_t k = rowLen - pad; k < rowLen; ++k) ASSERT_TRUE(same(dst[row + k], Td{0}));
             }
         }
       }
@@ -113,17 +122,12 @@ TYPED_TEST(RawPlanar, DegenerateCalls) {
   using Td = Sample<D>;
   const auto f = MM_GetRawPlanarColumnToRawPlanarRowConvertFcn(static_cast<VideoDataType>(S), static_cast<VideoDataType>(D));
   const std::vector<Sample<S>> src(64, Sample<S>(1));
-  for (auto [h, planes] : {std::pair{0, 1}, {-3, 2}, {4, 0}, {4, -1}}) {
+  // No plane: nothing written (sizes are the sweep's); a negative padding counts as zero.
+  for (int planes : {0, -1}) {
     Guarded<Td> dst(0);
-    f(src.data(), dst.ptr(), 4, h, planes, 2, false);
-    ASSERT_TRUE(dst.untouched()) << h << " " << planes;
+    f(src.data(), dst.ptr(), 4, 4, planes, 2, false);
+    ASSERT_TRUE(dst.untouched()) << planes;
   }
-  // No columns: each row is its padding alone; a negative width or padding counts as zero.
-  Guarded<Td> padOnly(2 * 3 * 2);
-  f(src.data(), padOnly.ptr(), 0, 3, 2, 2, true);
-  f(src.data(), padOnly.ptr(), -5, 3, 2, 2, false);
-  ASSERT_TRUE(padOnly.guardsIntact());
-  for (size_t i = 0; i < padOnly.count; ++i) ASSERT_TRUE(same(padOnly[i], Td{0}));
   Guarded<Td> noPad(2 * 3);
   f(src.data(), noPad.ptr(), 2, 3, 1, -4, false);
   ASSERT_TRUE(noPad.guardsIntact());
