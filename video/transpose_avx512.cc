@@ -1,4 +1,4 @@
-// AVX-512 block transposes of 2- and 4-byte elements: four blocks of rows a vector, so each column is stored 64 bytes at a time;
+// AVX-512 block transposes of 2-, 4- and 8-byte elements: four blocks of rows a vector, so each column is stored 64 bytes at a time;
 // the rows left below the last such block go to the narrower forms. This
 // source alone is compiled for AVX-512 and is reached only through the CPU
 // detection.
@@ -12,6 +12,7 @@
 namespace rivulet {
 
 extern const TransposeForms kTransposeForms_AVX512;
-const TransposeForms kTransposeForms_AVX512 = {&transposeBlocks8<std::uint16_t>, &transposeBlocks8<std::uint32_t>};
+const TransposeForms kTransposeForms_AVX512 = {&transposeBlocks8<std::uint16_t>, &transposeBlocks8<std::uint32_t>,
+                                                      &transposeBlocks8<std::uint64_t>};
 
 }  // namespace rivulet

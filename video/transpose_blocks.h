@@ -1,4 +1,4 @@
-// Block transposes of 2- and 4-byte elements, written once for any vector
+// Block transposes of 2-, 4- and 8-byte elements, written once for any vector
 // width. A vector holds one 16-byte row piece per 128-bit lane: lane k of
 // load(p, step) is the 16 bytes at p + k * step, so with a step of one block
 // of rows a 256-bit vector carries two blocks stacked, and the in-lane
@@ -48,6 +48,14 @@ inline void transposeInts4(typename Ops::V x[4]) {
   x[3] = Ops::hi64(t1, t3);
 }
 
+// Two rows of two 64-bit elements (in each lane) to two columns.
+template <typename Ops>
+inline void transposeLongs2(typename Ops::V x[2]) {
+  const auto t = Ops::lo64(x[0], x[1]);
+  x[1] = Ops::hi64(x[0], x[1]);
+  x[0] = t;
+}
+
 // dst[c * dstStride + r] = src[r * srcStride + c] (strides in elements) over
 // the whole blocks of K * Ops::kLanes rows by K columns of rows x cols, K
 // being the elements of 16 bytes; returns the rows done (whole columns are
@@ -64,8 +72,10 @@ inline int transposeBlocks(const T* src, std::int64_t srcStride, T* dst, std::in
       for (int i = 0; i < K; ++i) x[i] = Ops::load(src + (r + i) * srcStride + c, laneStep);
       if constexpr (K == 8)
         transposeShorts8<Ops>(x);
-      else
+      else if constexpr (K == 4)
         transposeInts4<Ops>(x);
+      else
+        transposeLongs2<Ops>(x);
       for (int i = 0; i < K; ++i) Ops::store(dst + (c + i) * dstStride + r, x[i]);
     }
   return r;

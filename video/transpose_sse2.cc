@@ -1,4 +1,4 @@
-// SSE2 block transposes of 2- and 4-byte elements (the x86-64 baseline), and
+// SSE2 block transposes of 2-, 4- and 8-byte elements (the x86-64 baseline), and
 // the pick of the widest set the CPU runs.
 #include "types/cpu.h"
 #include "video/transpose.h"
@@ -7,7 +7,8 @@
 namespace rivulet {
 namespace {
 
-constexpr TransposeForms kSse2 = {&transposeBlocks8<std::uint16_t>, &transposeBlocks8<std::uint32_t>};
+constexpr TransposeForms kSse2 = {&transposeBlocks8<std::uint16_t>, &transposeBlocks8<std::uint32_t>,
+                                                      &transposeBlocks8<std::uint64_t>};
 
 }  // namespace
 

@@ -214,7 +214,7 @@ TEST(RawPlanarFastForms, EqualThePlainRules) {
   check(forms->run[VIDEO_BOOLEAN], bo, rawPlanarElement<VIDEO_BOOLEAN, VIDEO_UINT8>, bytes);
 }
 
-// The block transposes of 2- and 4-byte elements of every set the CPU runs,
+// The block transposes of 2-, 4- and 8-byte elements of every set the CPU runs,
 // and the tiled layer on top of them (streamed tiles one line high
 // included), against the plain transpose: tiles with and without whole
 // blocks, row remainders below each vector height, guard-filled targets.
@@ -229,7 +229,7 @@ void checkWideTranspose(const TransposeForms* f, int set) {
       // Columns of `rows` elements, 75 apart, after a guard.
       std::vector<T> a(static_cast<size_t>(cols + 1) * 75, T(0x5A5A5A5A)), b(a);
       if (f != nullptr) {
-        (sizeof(T) == 2 ? f->blocks2 : f->blocks4)(src.data() + 3, 70, a.data() + 1, 75, rows, cols);
+        (sizeof(T) == 2 ? f->blocks2 : sizeof(T) == 4 ? f->blocks4 : f->blocks8)(src.data() + 3, 70, a.data() + 1, 75, rows, cols);
         transposeTile_C(src.data() + 3, 70, b.data() + 1, 75, rows & ~7, cols & ~7);
       } else {
         transposeTile(src.data() + 3, 70, a.data() + 1, 75, rows, cols);
@@ -256,7 +256,9 @@ TEST(TransposeLayer, WideBlocksOfEverySetEqualPlain) {
     if (kTransposeFormsBySet[set] != nullptr) {
       checkWideTranspose<std::uint16_t>(kTransposeFormsBySet[set], set);
       checkWideTranspose<std::uint32_t>(kTransposeFormsBySet[set], set);
+      checkWideTranspose<std::uint64_t>(kTransposeFormsBySet[set], set);
     }
   checkWideTranspose<std::uint16_t>(nullptr, 0);
   checkWideTranspose<std::uint32_t>(nullptr, 0);
+  checkWideTranspose<std::uint64_t>(nullptr, 0);
 }
