@@ -72,13 +72,19 @@ inline __m512i intensityBytes(__m512i r, __m512i g, __m512i b) {
 // Sixteen BGR pixels (a masked load of exactly their 48 bytes) as three
 // vectors of 32-bit lanes, one component each: a byte permute puts component
 // k of pixel i in the low byte of lane i and zeroes the other three bytes.
-struct BGR16 {
-  __m512i order[3];  // red, green, blue
-  BGR16() {
-    alignas(64) std::uint8_t o[3][64] = {};
+struct BGR16Order {
+  alignas(64) std::uint8_t o[3][64];  // red, green, blue
+  constexpr BGR16Order() : o{} {
     for (int k = 0; k < 3; ++k)
       for (int i = 0; i < 16; ++i) o[k][4 * i] = static_cast<std::uint8_t>(3 * i + 2 - k);
-    for (int k = 0; k < 3; ++k) order[k] = _mm512_load_si512(o[k]);
+  }
+};
+constexpr BGR16Order kBGR16Order;
+
+struct BGR16 {
+  __m512i order[3];
+  BGR16() {
+    for (int k = 0; k < 3; ++k) order[k] = _mm512_load_si512(kBGR16Order.o[k]);
   }
   void load(const std::uint8_t* p, __m512i c[3]) const {
     const __m512i x = _mm512_maskz_loadu_epi8(0xFFFFFFFFFFFFull, p);
@@ -86,10 +92,29 @@ struct BGR16 {
   }
 };
 
+// Four vectors of sixteen byte values in 32-bit lanes to 64 bytes in order:
+// the packs interleave them by 128-bit lane (lane k holds four values of
+// each in turn), and a dword permute puts each vector's sixteen together.
+inline __m512i packBytes(__m512i y0, __m512i y1, __m512i y2, __m512i y3) {
+  const __m512i b = _mm512_packus_epi16(_mm512_packus_epi32(y0, y1), _mm512_packus_epi32(y2, y3));
+  // Dword 4k + j of b holds values 4k..4k+3 of vector j.
+  const __m512i order = _mm512_setr_epi32(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
+  return _mm512_permutexvar_epi32(order, b);
+}
+
 std::int64_t intensityBGRBytes(const std::uint8_t* bgr, void* dst, std::int64_t n) {
   std::uint8_t* out = static_cast<std::uint8_t*>(dst);
   const BGR16 split;
   std::int64_t i = 0;
+  for (; i + 64 <= n; i += 64) {
+    __m512i y[4];
+    for (int q = 0; q < 4; ++q) {
+      __m512i c[3];
+      split.load(bgr + 3 * (i + 16 * q), c);
+      y[q] = intensityBytes(c[0], c[1], c[2]);
+    }
+    _mm512_storeu_si512(out + i, packBytes(y[0], y[1], y[2], y[3]));
+  }
   for (; i + 16 <= n; i += 16) {
     __m512i c[3];
     split.load(bgr + 3 * i, c);
