@@ -12,9 +12,9 @@ constexpr TransposeForms kSse2 = {&transposeBlocks8<std::uint16_t>, &transposeBl
 
 }  // namespace
 
-extern const TransposeForms kTransposeForms_AVX2, kTransposeForms_AVX512;
+extern const TransposeForms kTransposeForms_AVX2;
 const TransposeForms* const kTransposeFormsBySet[5] = {nullptr, &kSse2, nullptr, &kTransposeForms_AVX2,
-                                                       &kTransposeForms_AVX512};
+                                                       nullptr};
 
 const TransposeForms* transposeForms() {
   static const TransposeForms* const forms = widestForm(kTransposeFormsBySet);
