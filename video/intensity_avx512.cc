@@ -54,45 +54,37 @@ struct Avx512Ops {
   static void storeBytes(void* p, I x) { _mm_storel_epi64(static_cast<__m128i*>(p), _mm256_cvtepi32_epi8(x)); }
 };
 
-// VIDEO_UINT8 sixteen pixels at a time in single precision. The rounding
-// boundaries of the byte rule (x.5 in units of v * 255) are never nearer than
-// 4.5e-6 to the value of any pixel, while the single-precision sum is within
-// 4e-5 of it; so wherever the single-precision value lies more than 2^-12
-// from a boundary, its rounding is the rule's. A block with any pixel nearer
-// than that is redone by the double form. The exhaustive test over every RGB
-// triple holds both halves of this to the plain rule.
-inline __m512 weightedSum(__m512 r, __m512 g, __m512 b) {
-  const __m512 wr = _mm512_set1_ps(static_cast<float>(kIntensityRed * 255.0));
-  const __m512 wg = _mm512_set1_ps(static_cast<float>(kIntensityGreen * 255.0));
-  const __m512 wb = _mm512_set1_ps(static_cast<float>(kIntensityBlue * 255.0));
-  return _mm512_add_ps(_mm512_add_ps(_mm512_mul_ps(r, wr), _mm512_mul_ps(g, wg)), _mm512_mul_ps(b, wb));
-}
-
-inline __m512 bytesToFloats(__m128i x) { return _mm512_cvtepi32_ps(_mm512_cvtepu8_epi32(x)); }
-
-// Stores the sixteen bytes unless a pixel lies near a boundary; returns
-// whether it stored.
-inline bool storeRoundedIfClear(__m512 sum, std::uint8_t* dst) {
-  const __m512 t = _mm512_add_ps(sum, _mm512_set1_ps(0.5f));
-  const __m512i y = _mm512_cvttps_epi32(t);
-  const __m512 f = _mm512_sub_ps(t, _mm512_cvtepi32_ps(y));
-  const __mmask16 near = _mm512_cmp_ps_mask(f, _mm512_set1_ps(1.0f / 4096), _CMP_LT_OQ) |
-                         _mm512_cmp_ps_mask(f, _mm512_set1_ps(1.0f - 1.0f / 4096), _CMP_GT_OQ);
-  if (near != 0) return false;
-  _mm_storeu_si128(reinterpret_cast<__m128i*>(dst), _mm512_cvtepi32_epi8(y));
-  return true;
+// VIDEO_UINT8 sixteen pixels at a time in integers: the rule's byte,
+// trunc(v * 255 + 0.5), is (R a + G b + B c + 2^21) >> 22 with the weights
+// below. They are the luma weights scaled by 2^22 and rounded, give or take
+// one unit: over all 2^24 RGB triples, the fixed-point sum falls in the same
+// integer as the double one (the nearest rounding boundary is never closer
+// than about 4.5e-6 to the double sum), which the exhaustive test over every
+// triple holds to the plain rule. White sums to less than 256 * 2^22, so no
+// clamp is needed, and every sum fits a signed 32-bit lane.
+inline __m512i intensityBytes(__m512i r, __m512i g, __m512i b) {
+  const __m512i sum = _mm512_add_epi32(
+      _mm512_add_epi32(_mm512_mullo_epi32(r, _mm512_set1_epi32(1253829)), _mm512_mullo_epi32(g, _mm512_set1_epi32(2462237))),
+      _mm512_add_epi32(_mm512_mullo_epi32(b, _mm512_set1_epi32(478238)), _mm512_set1_epi32(1 << 21)));
+  return _mm512_srli_epi32(sum, 22);
 }
 
 // Sixteen BGR pixels (a masked load of exactly their 48 bytes) as three
 // vectors of 32-bit lanes, one component each: a byte permute puts component
 // k of pixel i in the low byte of lane i and zeroes the other three bytes.
-struct BGR16 {
-  __m512i order[3];  // red, green, blue
-  BGR16() {
-    alignas(64) std::uint8_t o[3][64] = {};
+struct BGR16Order {
+  alignas(64) std::uint8_t o[3][64];  // red, green, blue
+  constexpr BGR16Order() : o{} {
     for (int k = 0; k < 3; ++k)
       for (int i = 0; i < 16; ++i) o[k][4 * i] = static_cast<std::uint8_t>(3 * i + 2 - k);
-    for (int k = 0; k < 3; ++k) order[k] = _mm512_load_si512(o[k]);
+  }
+};
+constexpr BGR16Order kBGR16Order;
+
+struct BGR16 {
+  __m512i order[3];
+  BGR16() {
+    for (int k = 0; k < 3; ++k) order[k] = _mm512_load_si512(kBGR16Order.o[k]);
   }
   void load(const std::uint8_t* p, __m512i c[3]) const {
     const __m512i x = _mm512_maskz_loadu_epi8(0xFFFFFFFFFFFFull, p);
@@ -100,15 +92,33 @@ struct BGR16 {
   }
 };
 
+// Four vectors of sixteen byte values in 32-bit lanes to 64 bytes in order:
+// the packs interleave them by 128-bit lane (lane k holds four values of
+// each in turn), and a dword permute puts each vector's sixteen together.
+inline __m512i packBytes(__m512i y0, __m512i y1, __m512i y2, __m512i y3) {
+  const __m512i b = _mm512_packus_epi16(_mm512_packus_epi32(y0, y1), _mm512_packus_epi32(y2, y3));
+  // Dword 4k + j of b holds values 4k..4k+3 of vector j.
+  const __m512i order = _mm512_setr_epi32(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
+  return _mm512_permutexvar_epi32(order, b);
+}
+
 std::int64_t intensityBGRBytes(const std::uint8_t* bgr, void* dst, std::int64_t n) {
   std::uint8_t* out = static_cast<std::uint8_t*>(dst);
   const BGR16 split;
   std::int64_t i = 0;
+  for (; i + 64 <= n; i += 64) {
+    __m512i y[4];
+    for (int q = 0; q < 4; ++q) {
+      __m512i c[3];
+      split.load(bgr + 3 * (i + 16 * q), c);
+      y[q] = intensityBytes(c[0], c[1], c[2]);
+    }
+    _mm512_storeu_si512(out + i, packBytes(y[0], y[1], y[2], y[3]));
+  }
   for (; i + 16 <= n; i += 16) {
     __m512i c[3];
     split.load(bgr + 3 * i, c);
-    const __m512 sum = weightedSum(_mm512_cvtepi32_ps(c[0]), _mm512_cvtepi32_ps(c[1]), _mm512_cvtepi32_ps(c[2]));
-    if (!storeRoundedIfClear(sum, out + i)) intensityBGRForm<Avx512Ops, VIDEO_UINT8>(bgr + 3 * i, out + i, 16);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm512_cvtepi32_epi8(intensityBytes(c[0], c[1], c[2])));
   }
   return i;
 }
@@ -117,10 +127,12 @@ std::int64_t intensityPlanesBytes(const std::uint8_t* r, const std::uint8_t* g, 
                                   void* dst, std::int64_t n) {
   std::uint8_t* out = static_cast<std::uint8_t*>(dst);
   std::int64_t i = 0;
-  const auto load = [](const std::uint8_t* p) { return bytesToFloats(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))); };
+  const auto load = [](const std::uint8_t* p) {
+    return _mm512_cvtepu8_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
+  };
   for (; i + 16 <= n; i += 16)
-    if (!storeRoundedIfClear(weightedSum(load(r + i), load(g + i), load(b + i)), out + i))
-      intensityPlanesForm<Avx512Ops, VIDEO_UINT8>(r + i, g + i, b + i, out + i, 16);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i),
+                     _mm512_cvtepi32_epi8(intensityBytes(load(r + i), load(g + i), load(b + i))));
   return i;
 }
 

@@ -71,9 +71,7 @@ std::int64_t uint32ToUint16(const void* src, void* dst, std::int64_t n) {
 
 }  // namespace
 
-// Only the run forms; the transposes come from the SSE2 set.
 extern const RawPlanarForms kRawPlanarForms_AVX512 = {
-    {&doubleToInt16, &singleToInt16, nullptr, nullptr, nullptr, nullptr, &int32ToInt16, &uint32ToUint16, nullptr},
-    nullptr};
+    {&doubleToInt16, &singleToInt16, nullptr, nullptr, nullptr, nullptr, &int32ToInt16, &uint32ToUint16, nullptr}};
 
 }  // namespace rivulet

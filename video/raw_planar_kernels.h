@@ -50,10 +50,6 @@ struct RawPlanarForms {
   // The element rule of source type S on the first elements of a run of n;
   // returns how many it did. Null where the plain rule is all there is.
   std::int64_t (*run[9])(const void* src, void* dst, std::int64_t n);
-  // dst[c * dstStride + r] = src[r * srcStride + c] for 16-bit elements
-  // (strides in elements), over the whole 8 x 8 blocks of a rows x cols tile.
-  void (*transposeShortBlocks)(const void* src, std::int64_t srcStride, void* dst, std::int64_t dstStride, int rows,
-                               int cols);
 };
 
 // The SSE2 forms, or null in a build without SIMD.
@@ -65,18 +61,6 @@ inline void convertRun(const Sample<S>* src, Sample<D>* dst, std::int64_t n, con
   std::int64_t done = 0;
   if (f != nullptr && f->run[S] != nullptr) done = f->run[S](src, dst, n);
   for (std::int64_t i = done; i < n; ++i) dst[i] = rawPlanarElementFast<S, D>(src[i]);
-}
-
-// transposeTile for 16-bit elements: whole 8 x 8 blocks by the fast form.
-template <typename T>
-inline void transposeShortsTile(const T* src, std::int64_t srcStride, T* dst, std::int64_t dstStride,
-                                int rows, int cols, const RawPlanarForms* f) {
-  if (f == nullptr || f->transposeShortBlocks == nullptr)
-    return transposeTile_C(src, srcStride, dst, dstStride, rows, cols);
-  const int rows8 = rows & ~7, cols8 = cols & ~7;
-  f->transposeShortBlocks(src, srcStride, dst, dstStride, rows8, cols8);
-  transposeTile_C(src + rows8 * srcStride, srcStride, dst + rows8, dstStride, rows - rows8, cols);
-  transposeTile_C(src + cols8, srcStride, dst + cols8 * dstStride, dstStride, rows8, cols - cols8);
 }
 
 // The routines' form: tiles of 64 target rows by one target line's worth of
@@ -111,10 +95,7 @@ void transposeColumnsToRows(const Sample<S>* src, Sample<D>* row0, std::int64_t 
         t = tile;
         tStride = kRows;
       }
-      if constexpr (sizeof(Td) == 1)
-        transposeTile(t, tStride, out, step, nc, nr);
-      else
-        transposeShortsTile(t, tStride, out, step, nc, nr, f);
+      transposeTile(t, tStride, out, step, nc, nr);
     }
   }
 }

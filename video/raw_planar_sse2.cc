@@ -1,6 +1,6 @@
 // SSE2 forms of the raw planar layer (the x86-64 baseline, so no detection
-// beyond RIVULET_NO_SIMD), and the pick of the widest forms: the element rules on runs of a source column, and
-// an 8 x 8 transpose of 16-bit elements. Each run form does whole vectors and
+// beyond RIVULET_NO_SIMD), and the pick of the widest forms: the element
+// rules on runs of a source column. Each run form does whole vectors and
 // returns how many elements it did; each equals the plain rule bit for bit.
 #include <emmintrin.h>
 
@@ -97,39 +97,9 @@ std::int64_t booleanToByte(const void* src, void* dst, std::int64_t n) {
   return i;
 }
 
-inline void transposeShorts8x8(const std::int16_t* s, std::int64_t srcStride, std::int16_t* d, std::int64_t dstStride) {
-  __m128i x[8], t[8];
-  for (int i = 0; i < 8; ++i) x[i] = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + i * srcStride));
-  for (int i = 0; i < 4; ++i) {
-    t[i] = _mm_unpacklo_epi16(x[2 * i], x[2 * i + 1]);
-    t[i + 4] = _mm_unpackhi_epi16(x[2 * i], x[2 * i + 1]);
-  }
-  // t[i]: rows 2i, 2i+1 interleaved for columns 0-3; t[i + 4] for columns 4-7.
-  for (int h = 0; h < 2; ++h) {
-    const __m128i* u = t + 4 * h;
-    const __m128i a = _mm_unpacklo_epi32(u[0], u[1]), b = _mm_unpackhi_epi32(u[0], u[1]);
-    const __m128i c = _mm_unpacklo_epi32(u[2], u[3]), e = _mm_unpackhi_epi32(u[2], u[3]);
-    // a: columns 4h, 4h+1 of rows 0-3; c: the same of rows 4-7; b, e: columns 4h+2, 4h+3.
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(d + (4 * h) * dstStride), _mm_unpacklo_epi64(a, c));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(d + (4 * h + 1) * dstStride), _mm_unpackhi_epi64(a, c));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(d + (4 * h + 2) * dstStride), _mm_unpacklo_epi64(b, e));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(d + (4 * h + 3) * dstStride), _mm_unpackhi_epi64(b, e));
-  }
-}
-
-// The whole 8 x 8 blocks of a rows x cols tile.
-void transposeShortBlocks(const void* src, std::int64_t srcStride, void* dst, std::int64_t dstStride, int rows,
-                          int cols) {
-  const std::int16_t* s = static_cast<const std::int16_t*>(src);
-  std::int16_t* d = static_cast<std::int16_t*>(dst);
-  for (int r = 0; r + 8 <= rows; r += 8)
-    for (int c = 0; c + 8 <= cols; c += 8) transposeShorts8x8(s + r * srcStride + c, srcStride, d + c * dstStride + r, dstStride);
-}
-
 constexpr RawPlanarForms kSse2 = {
     {&doubleToInt16, &singleToInt16, nullptr, nullptr, nullptr, nullptr, &int32ToInt16, &uint32ToUint16,
-     &booleanToByte},
-    &transposeShortBlocks};
+     &booleanToByte}};
 
 }  // namespace
 

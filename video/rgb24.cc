@@ -14,10 +14,12 @@ namespace rivulet {
 namespace {
 
 // The three planes of a contiguous buffer: red, then green at w * h
-// elements, blue at 2 * w * h.
+// elements, blue at 2 * w * h. A picture with no pixel has empty planes
+// (the routines then touch nothing), so no offset is taken from a buffer
+// that may be null.
 template <typename T, typename P>
 void splitContiguous(P* planes, int w, int h, P* out[3]) {
-  const std::int64_t n = static_cast<std::int64_t>(w) * h;
+  const std::int64_t n = w > 0 && h > 0 ? static_cast<std::int64_t>(w) * h : 0;
   using Byte = std::conditional_t<std::is_const_v<P>, const T, T>;
   Byte* base = static_cast<Byte*>(planes);
   for (int p = 0; p < 3; ++p) out[p] = base + p * n;

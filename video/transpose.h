@@ -29,6 +29,36 @@ inline void transposeTile_C(const T* src, std::int64_t srcStride, T* dst, std::i
     for (int c = 0; c < cols; ++c) dst[c * dstStride + r] = src[r * srcStride + c];
 }
 
+// Block transposes of 2-, 4- and 8-byte elements (strides in elements): the
+// whole 8 x 8 blocks of a rows x cols tile, that is rows and cols each
+// rounded down to a multiple of 8; the caller does the edges.
+struct TransposeForms {
+  using Blocks = void (*)(const void* src, std::int64_t srcStride, void* dst, std::int64_t dstStride, int rows,
+                          int cols);
+  Blocks blocks2, blocks4, blocks8;
+};
+
+// Index k is the set of Simd level k (types/cpu.h), null where a set adds
+// nothing; transposeForms() is the widest the CPU runs, or null in a build
+// without SIMD, picked once.
+extern const TransposeForms* const kTransposeFormsBySet[5];
+const TransposeForms* transposeForms();
+
+// transposeTile_C with the whole 8 x 8 blocks of 2-, 4- and 8-byte elements
+// by the block forms.
+template <typename T>
+inline void transposeWideTile(const T* src, std::int64_t srcStride, T* dst, std::int64_t dstStride, int rows,
+                              int cols) {
+  static_assert(sizeof(T) == 2 || sizeof(T) == 4 || sizeof(T) == 8);
+  const TransposeForms* f = transposeForms();
+  if (f == nullptr || rows < 8 || cols < 8) return transposeTile_C(src, srcStride, dst, dstStride, rows, cols);
+  (sizeof(T) == 2 ? f->blocks2 : sizeof(T) == 4 ? f->blocks4 : f->blocks8)(src, srcStride, dst, dstStride, rows,
+                                                                              cols);
+  const int rows8 = rows & ~7, cols8 = cols & ~7;
+  transposeTile_C(src + rows8 * srcStride, srcStride, dst + rows8, dstStride, rows - rows8, cols);
+  transposeTile_C(src + cols8, srcStride, dst + cols8 * dstStride, dstStride, rows8, cols - cols8);
+}
+
 // The same, bytes by the block forms where whole blocks fit; with `stream`, a
 // tile one line high whose destination columns start on a line boundary goes
 // to memory a line per column past the caches (the driver fences).
@@ -64,13 +94,12 @@ inline void transposeTile(const T* src, std::int64_t srcStride, T* dst, std::int
         for (; c0 + 8 <= cols; c0 += 8) f.streamTranspose8x8(src + c0, srcStride, dst + c0 * dstStride, dstStride);
       for (; c0 < cols; c0 += kBlock) {
         const int m = std::min(kBlock, cols - c0);
-        for (int r = 0; r < rows; ++r)
-          for (int c = 0; c < m; ++c) lines[c][r] = src[r * srcStride + c0 + c];
+        transposeWideTile(src + c0, srcStride, &lines[0][0], kLine, rows, m);
         for (int c = 0; c < m; ++c) f.streamLine(dst + (c0 + c) * dstStride, lines[c]);
       }
       return;
     }
-    transposeTile_C(src, srcStride, dst, dstStride, rows, cols);
+    transposeWideTile(src, srcStride, dst, dstStride, rows, cols);
   }
 }
 

@@ -6,11 +6,20 @@
 #include <set>
 
 #include "rivulet/rivulet.h"
-#include "tests/video/sweep_support.h"
+#include "video/reference.h"
+#include "types/cpu.h"
+#include "video/plane_driver.h"
 #include "video/raw_planar_kernels.h"
 
 using namespace rivulet;
-using namespace sweep;
+using videoref::AllTypes;
+using videoref::Guarded;
+using videoref::kGuard;
+using videoref::kSizes;
+using videoref::pixels;
+using videoref::planeIndex;
+using videoref::randomBytes;
+using videoref::same;
 
 namespace {
 
@@ -87,20 +96,22 @@ TYPED_TEST(RawPlanar, SweepOverSizesPlanesPaddingAndFlips) {
   for (auto [w, h] : kSizes)
     for (int planes : {1, 3})
       for (int pad : {0, 1, 5}) {
-        const size_t n = static_cast<size_t>(w) * h, rowLen = w + pad;
+        // A negative width counts as none: each row is its padding alone.
+        const size_t n = pixels(w, h), rowLen = std::max(w, 0) + pad;
+        const int H = std::max(h, 0);
         const auto src = sourceValues<Sample<S>>(planes * n, w * 3 + h + pad);
         for (bool flip : {false, true}) {
-          Guarded<Td> dst(planes * h * rowLen);
+          Guarded<Td> dst(planes * H * rowLen);
           f(src.data(), dst.ptr(), w, h, planes, pad, flip);
           ASSERT_TRUE(dst.guardsIntact()) << w << "x" << h;
           for (int p = 0; p < planes; ++p)
-            for (int r = 0; r < h; ++r) {
-              const size_t row = p * h * rowLen + (flip ? h - 1 - r : r) * rowLen;
+            for (int r = 0; r < H; ++r) {
+              const size_t row = p * H * rowLen + (flip ? H - 1 - r : r) * rowLen;
               for (int c = 0; c < w; ++c)
                 ASSERT_TRUE(same(dst[row + c], modelElement<S, D>(src[p * n + static_cast<size_t>(c) * h + r])))
                     << w << "x" << h << " planes " << planes << " pad " << pad << " flip " << flip << " p" << p
                     << " r" << r << " c" << c;
-              for (int k = w; k < static_cast<int>(rowLen); ++k) ASSERT_TRUE(same(dst[row + k], Td{0}));
+              for (size_t k = rowLen - pad; k < rowLen; ++k) ASSERT_TRUE(same(dst[row + k], Td{0}));
             }
         }
       }
@@ -111,17 +122,12 @@ TYPED_TEST(RawPlanar, DegenerateCalls) {
   using Td = Sample<D>;
   const auto f = MM_GetRawPlanarColumnToRawPlanarRowConvertFcn(static_cast<VideoDataType>(S), static_cast<VideoDataType>(D));
   const std::vector<Sample<S>> src(64, Sample<S>(1));
-  for (auto [h, planes] : {std::pair{0, 1}, {-3, 2}, {4, 0}, {4, -1}}) {
+  // No plane: nothing written (sizes are the sweep's); a negative padding counts as zero.
+  for (int planes : {0, -1}) {
     Guarded<Td> dst(0);
-    f(src.data(), dst.ptr(), 4, h, planes, 2, false);
-    ASSERT_TRUE(dst.untouched()) << h << " " << planes;
+    f(src.data(), dst.ptr(), 4, 4, planes, 2, false);
+    ASSERT_TRUE(dst.untouched()) << planes;
   }
-  // No columns: each row is its padding alone; a negative width or padding counts as zero.
-  Guarded<Td> padOnly(2 * 3 * 2);
-  f(src.data(), padOnly.ptr(), 0, 3, 2, 2, true);
-  f(src.data(), padOnly.ptr(), -5, 3, 2, 2, false);
-  ASSERT_TRUE(padOnly.guardsIntact());
-  for (size_t i = 0; i < padOnly.count; ++i) ASSERT_TRUE(same(padOnly[i], Td{0}));
   Guarded<Td> noPad(2 * 3);
   f(src.data(), noPad.ptr(), 2, 3, 1, -4, false);
   ASSERT_TRUE(noPad.guardsIntact());
@@ -206,4 +212,53 @@ TEST(RawPlanarFastForms, EqualThePlainRules) {
   std::vector<unsigned short> u16(n);
   check(forms->run[VIDEO_UINT32], u32, rawPlanarElement<VIDEO_UINT32, VIDEO_UINT16>, u16);
   check(forms->run[VIDEO_BOOLEAN], bo, rawPlanarElement<VIDEO_BOOLEAN, VIDEO_UINT8>, bytes);
+}
+
+// The block transposes of 2-, 4- and 8-byte elements of every set the CPU runs,
+// and the tiled layer on top of them (streamed tiles one line high
+// included), against the plain transpose: tiles with and without whole
+// blocks, row remainders below each vector height, guard-filled targets.
+template <typename T>
+void checkWideTranspose(const TransposeForms* f, int set) {
+  constexpr int kLine = 64 / sizeof(T);
+  std::mt19937 rng(set);
+  for (int rows : {1, 7, 8, 9, 16, 24, 31, 32, 33, 40, 64, 71})
+    for (int cols : {1, 8, 15, 16, 17, 40, 67}) {
+      std::vector<T> src(static_cast<size_t>(rows) * 70);
+      for (auto& x : src) x = static_cast<T>(rng());
+      // Columns of `rows` elements, 75 apart, after a guard.
+      std::vector<T> a(static_cast<size_t>(cols + 1) * 75, T(0x5A5A5A5A)), b(a);
+      if (f != nullptr) {
+        (sizeof(T) == 2 ? f->blocks2 : sizeof(T) == 4 ? f->blocks4 : f->blocks8)(src.data() + 3, 70, a.data() + 1, 75, rows, cols);
+        transposeTile_C(src.data() + 3, 70, b.data() + 1, 75, rows & ~7, cols & ~7);
+      } else {
+        transposeTile(src.data() + 3, 70, a.data() + 1, 75, rows, cols);
+        transposeTile_C(src.data() + 3, 70, b.data() + 1, 75, rows, cols);
+      }
+      ASSERT_EQ(a, b) << "set " << set << " rows " << rows << " cols " << cols;
+    }
+  if (f != nullptr) return;
+  // One line high onto line-aligned columns (streamed) and off the line (not).
+  alignas(64) static T dst[2][41 * kLine];
+  std::vector<T> tile(kLine * 41);
+  for (auto& x : tile) x = static_cast<T>(rng());
+  for (int offset : {0, 1}) {
+    for (auto& d : dst) std::fill(std::begin(d), std::end(d), T(7));
+    transposeTile(tile.data(), 41, dst[0] + offset, kLine, kLine, 40, true);
+    endStream(true);
+    transposeTile_C(tile.data(), 41, dst[1] + offset, kLine, kLine, 40);
+    ASSERT_TRUE(std::equal(std::begin(dst[0]), std::end(dst[0]), std::begin(dst[1]))) << offset;
+  }
+}
+
+TEST(TransposeLayer, WideBlocksOfEverySetEqualPlain) {
+  for (int set = 0; set <= static_cast<int>(simdLevel()); ++set)
+    if (kTransposeFormsBySet[set] != nullptr) {
+      checkWideTranspose<std::uint16_t>(kTransposeFormsBySet[set], set);
+      checkWideTranspose<std::uint32_t>(kTransposeFormsBySet[set], set);
+      checkWideTranspose<std::uint64_t>(kTransposeFormsBySet[set], set);
+    }
+  checkWideTranspose<std::uint16_t>(nullptr, 0);
+  checkWideTranspose<std::uint32_t>(nullptr, 0);
+  checkWideTranspose<std::uint64_t>(nullptr, 0);
 }

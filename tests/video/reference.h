@@ -1,6 +1,6 @@
 // Plain reference of the video sample rules and layouts, written from the rule
-// text without the library's code, and the buffers and type list the video
-// tests share: each family's test is one typed sweep over kAllTypes.
+// text without the library's code, and the buffers, sizes and type list the
+// video tests share: each family's test is one typed sweep over AllTypes.
 #ifndef RIVULET_TESTS_VIDEO_REFERENCE_H
 #define RIVULET_TESTS_VIDEO_REFERENCE_H
 
@@ -13,6 +13,7 @@
 #include <cstring>
 #include <random>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "rivulet/rivulet.h"
@@ -70,6 +71,15 @@ inline std::int64_t planeIndex(int w, int h, int r, int c, int orientation) {
   return orientation == 0 ? std::int64_t{r} * w + c : std::int64_t{c} * h + r;
 }
 
+// Picture sizes of the sweeps: odd and even, below and across the 16- and
+// 64-wide blocks of the fast forms; then sizes with no pixel, which must
+// write nothing.
+inline const std::pair<int, int> kSizes[] = {{1, 1}, {2, 2}, {3, 1}, {1, 5}, {5, 3}, {4, 7}, {16, 16}, {17, 15},
+                                             {31, 33}, {33, 65}, {64, 8}, {67, 70}, {100, 3}, {3, 100},
+                                             {0, 4}, {4, 0}, {-1, 4}, {4, -1}};
+// Pixels of a size, none where either side is not positive.
+inline size_t pixels(int w, int h) { return w > 0 && h > 0 ? static_cast<size_t>(w) * h : 0; }
+
 // ---- Buffers -------------------------------------------------------------------------------
 
 inline std::vector<std::uint8_t> randomBytes(size_t n, unsigned seed) {
@@ -120,6 +130,31 @@ class GuardedBuffer {
   std::uint8_t* base_;
   std::uint8_t* data_;
 };
+
+// count elements of T in a GuardedBuffer: what a routine may write, with the
+// guard before it checked and anything past it a crash.
+template <typename T>
+class Guarded : public GuardedBuffer {
+ public:
+  explicit Guarded(size_t n) : GuardedBuffer(n * sizeof(T)), count(n) {}
+  void* ptr() { return data(); }
+  T operator[](size_t i) const { return at<T>(i); }
+  bool guardsIntact() const { return slackIntact(); }
+  // Nothing was written at all.
+  bool untouched() const {
+    for (size_t i = 0; i < size(); ++i)
+      if (data()[i] != kGuard) return false;
+    return slackIntact();
+  }
+  bool sameBytes(const Guarded& o) const { return size() == o.size() && std::memcmp(data(), o.data(), size()) == 0; }
+  const size_t count;
+};
+
+// Bitwise equality, so NaN and -0.0 compare exactly.
+template <typename T>
+bool same(T a, T b) {
+  return std::memcmp(&a, &b, sizeof(T)) == 0;
+}
 
 }  // namespace videoref
 
