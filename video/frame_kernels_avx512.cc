@@ -1,7 +1,7 @@
 // AVX-512 (BW, VBMI) forms of the row kernels (frame_kernels_simd.h): the
 // YUY2 rearrangements as VBMI byte permutes across whole 64-byte vectors, the
-// backward transform as the AVX2 form's multiply-adds at twice the width (its
-// BGR output by byte permutes), narrowing sixteen samples a step, and
+// backward transform pair by pair (each macro-pixel's chroma part computed
+// once for both its pixels; the BGR output by byte permutes), narrowing sixteen samples a step, and
 // widening by byte-permute table look-ups. The forward transform and the
 // plain planes-to-BGR merge stay at AVX2 width (the merge measured faster
 // there).
@@ -82,20 +82,6 @@ inline __m512i idx(const std::uint8_t (&m)[64]) { return _mm512_load_si512(m); }
 inline __m512i load(const void* p) { return _mm512_loadu_si512(p); }
 inline void store(void* p, __m512i v) { _mm512_storeu_si512(p, v); }
 
-// 64 pixels' blue, green, red bytes to 192 BGR bytes.
-inline void mergeBGR64(__m512i b, __m512i g, __m512i r, std::uint8_t* out) {
-  for (int v = 0; v < 3; ++v) {
-    const __m512i o = _mm512_permutex2var_epi8(b, idx(kIdx.bg[v]), g);
-    store(out + 64 * v, _mm512_mask_permutexvar_epi8(o, kRedMask[v], idx(kIdx.r[v]), r));
-  }
-}
-
-// 16-bit lanes packed to bytes in lane order (the pack works per 128-bit lane).
-inline __m512i packBytes(__m512i lo, __m512i hi) {
-  return _mm512_permutexvar_epi64(_mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7),
-                                  _mm512_packus_epi16(lo, hi));
-}
-
 // ---- Byte rearrangements ------------------------------------------------------------------------
 
 int yuy2ToPlanes(const std::uint8_t* f, std::uint8_t* y, std::uint8_t* cb, std::uint8_t* cr,
@@ -141,46 +127,73 @@ int planesToYUY2(const std::uint8_t* y, const std::uint8_t* cb, const std::uint8
 
 // ---- Backward transform ------------------------------------------------------------------------
 
-// The AVX2 form's arithmetic (frame_kernels_avx2.cc) on 512-bit vectors:
-// multiply-adds on (Y - 16, 1) and on (Cb - 128, Cr - 128), the blue row
-// halved and its product doubled.
+// Pair by pair in 32-bit lanes: a lane holds the words (Y0, Y1) of a
+// macro-pixel in one vector and (Cb, Cr) in another. The transform of the
+// left pixel is then one multiply-add of the luma words with (gain, 0), that
+// of the right pixel one with (0, gain), and each component adds its chroma
+// part, one multiply-add per pair shared by both pixels. The offsets and the
+// rounding term fold into one constant per component:
+//   (Y - 16) g + (Cb - 128) u + (Cr - 128) v + 8192 = Y g + Cb u + Cr v + K,
+// the same 32-bit integer as the rule's, so its >> 14 is the rule's value.
+// The blue row is halved (33050 does not fit a word) and its product doubled.
 inline __m512i pair(int lo, int hi) {
   return _mm512_set1_epi32(static_cast<int>((static_cast<unsigned>(hi) << 16) |
                                             (static_cast<unsigned>(lo) & 0xFFFF)));
 }
 
+// Byte positions after the packs of backwardPack: the pixel order is pair
+// 16h + 4j + i, left (s 0) or right (s 1), at byte 16j + 8h + 4s + i.
+constexpr int packedAt(int pixel) {
+  const int p = pixel / 2, s = pixel % 2, h = p / 16, j = p % 16 / 4, i = p % 4;
+  return 16 * j + 8 * h + 4 * s + i;
+}
+struct BackwardIndices {
+  alignas(64) std::uint8_t order[64];    // pixel order from the packed order
+  alignas(64) std::uint8_t bg[3][64];    // kIdx.bg and kIdx.r on packed blue, green, red
+  alignas(64) std::uint8_t r[3][64];
+  constexpr BackwardIndices() : order{}, bg{}, r{} {
+    for (int i = 0; i < 64; ++i) {
+      order[i] = static_cast<std::uint8_t>(packedAt(i));
+      for (int v = 0; v < 3; ++v) {
+        const int b = kIdx.bg[v][i];
+        bg[v][i] = static_cast<std::uint8_t>(b < 64 ? packedAt(b) : 64 + packedAt(b - 64));
+        r[v][i] = static_cast<std::uint8_t>(packedAt(kIdx.r[v][i]));
+      }
+    }
+  }
+};
+constexpr BackwardIndices kBwd;
+
 struct Backward {
-  __m512i e, r, g, b, yOff, cOff;
+  __m512i left, right, coef[3], k[3];
   explicit Backward(const YCbCrMatrices& m) {
     const int* c = m.bwd;
-    e = pair(c[0], 8192);
-    r = pair(c[1], c[2]);
-    g = pair(c[4], c[5]);
-    b = pair(c[7] / 2, c[8] / 2);
-    yOff = _mm512_set1_epi16(static_cast<short>(m.off[0]));
-    cOff = pair(m.off[1], m.off[2]);
+    left = pair(c[0], 0);
+    right = pair(0, c[0]);
+    coef[0] = pair(c[1], c[2]);
+    coef[1] = pair(c[4], c[5]);
+    coef[2] = pair(c[7] / 2, c[8] / 2);
+    for (int i = 0; i < 3; ++i)
+      k[i] = _mm512_set1_epi32(8192 - m.off[0] * c[3 * i] - m.off[1] * c[3 * i + 1] -
+                               m.off[2] * c[3 * i + 2]);
   }
-  // y: 32 lumas in 16-bit lanes, pixel order; uv: (Cb, Cr) of their 16 pairs
-  // in 32-bit lanes. R, G, B of the 32 pixels in 16-bit lanes, saturated to
-  // signed 16 bits (the unsigned pack that follows clamps to 0..255).
-  void run(__m512i y, __m512i uv, __m512i& R, __m512i& G, __m512i& B) const {
-    const __m512i one = _mm512_set1_epi16(1);
-    y = _mm512_sub_epi16(y, yOff);
-    uv = _mm512_sub_epi16(uv, cOff);
-    // Per 128-bit lane j: pixels 8j..8j+3 (lo) and 8j+4..8j+7 (hi), each
-    // with its pair's (Cb, Cr).
-    const __m512i yl = _mm512_unpacklo_epi16(y, one), yh = _mm512_unpackhi_epi16(y, one);
-    const __m512i ql = _mm512_unpacklo_epi32(uv, uv), qh = _mm512_unpackhi_epi32(uv, uv);
-    const __m512i el = _mm512_madd_epi16(yl, e), eh = _mm512_madd_epi16(yh, e);
-    auto comp = [&](__m512i coef, bool twice) {
-      __m512i lo = _mm512_madd_epi16(ql, coef), hi = _mm512_madd_epi16(qh, coef);
-      if (twice) lo = _mm512_slli_epi32(lo, 1), hi = _mm512_slli_epi32(hi, 1);
-      return _mm512_packs_epi32(_mm512_srai_epi32(_mm512_add_epi32(el, lo), 14),
-                                _mm512_srai_epi32(_mm512_add_epi32(eh, hi), 14));
-    };
-    R = comp(r, false);
-    G = comp(g, false);
-    B = comp(b, true);
+  // yy, uv: 16 pairs each (words Y0, Y1 and Cb, Cr). Component i of their 32
+  // pixels as signed words: per 128-bit lane, the left pixels of four pairs,
+  // then the right pixels of the same four.
+  __m512i run(int i, __m512i lumaLeft, __m512i lumaRight, __m512i uv) const {
+    __m512i c = _mm512_madd_epi16(uv, coef[i]);
+    if (i == 2) c = _mm512_slli_epi32(c, 1);
+    c = _mm512_add_epi32(c, k[i]);
+    return _mm512_packs_epi32(_mm512_srai_epi32(_mm512_add_epi32(lumaLeft, c), 14),
+                              _mm512_srai_epi32(_mm512_add_epi32(lumaRight, c), 14));
+  }
+  // 32 pairs as two halves of (Y0, Y1) and (Cb, Cr) words: blue, green, red
+  // of the 64 pixels clamped to bytes, in the packed order of packedAt.
+  void run(const __m512i (&yy)[2], const __m512i (&uv)[2], __m512i (&out)[3]) const {
+    __m512i l[2], r[2];
+    for (int h = 0; h < 2; ++h) l[h] = _mm512_madd_epi16(yy[h], left), r[h] = _mm512_madd_epi16(yy[h], right);
+    for (int i = 0; i < 3; ++i)
+      out[2 - i] = _mm512_packus_epi16(run(i, l[0], r[0], uv[0]), run(i, l[1], r[1], uv[1]));
   }
 };
 
@@ -189,16 +202,19 @@ int yuy2ToRGB(const std::uint8_t* f, std::uint8_t* red, std::uint8_t* green, std
   if (!backwardFitsMultiplyAdd(m)) return 0;
   const Backward t(m);
   const __m512i low = _mm512_set1_epi16(0x00FF);
+  const __m512i order = idx(kBwd.order);
   int k = 0;
   for (; k + 32 <= pairs; k += 32) {
-    __m512i c[2][3];
-    for (int half = 0; half < 2; ++half) {
-      const __m512i v = load(f + 4 * k + 64 * half);
-      t.run(_mm512_and_si512(v, low), _mm512_srli_epi16(v, 8), c[half][0], c[half][1], c[half][2]);
+    __m512i yy[2], uv[2], c[3];
+    for (int h = 0; h < 2; ++h) {
+      const __m512i v = load(f + 4 * k + 64 * h);
+      yy[h] = _mm512_and_si512(v, low);
+      uv[h] = _mm512_srli_epi16(v, 8);
     }
-    store(red + 2 * k, packBytes(c[0][0], c[1][0]));
-    store(green + 2 * k, packBytes(c[0][1], c[1][1]));
-    store(blue + 2 * k, packBytes(c[0][2], c[1][2]));
+    t.run(yy, uv, c);
+    store(red + 2 * k, _mm512_permutexvar_epi8(order, c[2]));
+    store(green + 2 * k, _mm512_permutexvar_epi8(order, c[1]));
+    store(blue + 2 * k, _mm512_permutexvar_epi8(order, c[0]));
   }
   return k;
 }
@@ -209,17 +225,21 @@ int ycbcrToBGR(const std::uint8_t* y, const std::uint8_t* cb, const std::uint8_t
   const Backward t(m);
   int k = 0;
   for (; k + 32 <= pairs; k += 32) {
-    __m512i c[2][3];
-    for (int half = 0; half < 2; ++half) {
-      const int h = 16 * half;
-      const __m512i l = _mm512_cvtepu8_epi16(
-          _mm256_loadu_si256(reinterpret_cast<const __m256i*>(y + 2 * (k + h))));
-      const __m512i u = _mm512_cvtepu8_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(cb + k + h)));
-      const __m512i v = _mm512_cvtepu8_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(cr + k + h)));
-      t.run(l, _mm512_or_si512(u, _mm512_slli_epi32(v, 16)), c[half][0], c[half][1], c[half][2]);
+    const __m512i l = load(y + 2 * k);
+    const __m512i uv = _mm512_permutex2var_epi8(
+        _mm512_castsi256_si512(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(cb + k))),
+        idx(kIdx.chromaPairs),
+        _mm512_castsi256_si512(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(cr + k))));
+    const __m512i yy[2] = {_mm512_cvtepu8_epi16(_mm512_castsi512_si256(l)),
+                           _mm512_cvtepu8_epi16(_mm512_extracti64x4_epi64(l, 1))};
+    const __m512i cc[2] = {_mm512_cvtepu8_epi16(_mm512_castsi512_si256(uv)),
+                           _mm512_cvtepu8_epi16(_mm512_extracti64x4_epi64(uv, 1))};
+    __m512i c[3];
+    t.run(yy, cc, c);
+    for (int v = 0; v < 3; ++v) {
+      const __m512i o = _mm512_permutex2var_epi8(c[0], idx(kBwd.bg[v]), c[1]);
+      store(out + 6 * k + 64 * v, _mm512_mask_permutexvar_epi8(o, kRedMask[v], idx(kBwd.r[v]), c[2]));
     }
-    mergeBGR64(packBytes(c[0][2], c[1][2]), packBytes(c[0][1], c[1][1]),
-               packBytes(c[0][0], c[1][0]), out + 6 * k);
   }
   return k;
 }
