@@ -11,6 +11,7 @@
 // then warn about it; the values are fully defined.
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 
+#include "video/frame_kernels_avx512_backward.h"
 #include "video/frame_kernels_simd.h"
 #include "video/ycbcr_rules.h"
 
@@ -26,8 +27,6 @@ struct PermuteIndices {
   alignas(64) std::uint8_t chroma[64];   // bytes 1, 5, .., 125 then 3, 7, .., 127: Cb then Cr
   alignas(64) std::uint8_t chromaPairs[64];  // Cb k, Cr k for k < 32 (Cb first source)
   alignas(64) std::uint8_t yuy2[2][64];  // YUY2 of pairs 16h..16h+15 from Y and (Cb, Cr) pairs
-  alignas(64) std::uint8_t bg[3][64];    // bytes 64v.. of BGR pixels: blue (first), green (second)
-  alignas(64) std::uint8_t r[3][64];     // the red byte's pixel, where byte % 3 == 2
   // Input orders for the widening blocks (see widen4Block and widen8Block):
   // for a run of bytes, and for YUY2 to Y, Y, Cb, Cr (4-byte samples) or
   // Y x 4, Cb x 2, Cr x 2 (8-byte samples).
@@ -39,7 +38,7 @@ struct PermuteIndices {
   // c: 0 luma (32), 1 Cb (16), 2 Cr (16).
   static constexpr int yuy2Byte(int c, int e) { return c == 0 ? 2 * e : 4 * e + (c == 1 ? 1 : 3); }
   constexpr PermuteIndices()
-      : even{}, chroma{}, chromaPairs{}, yuy2{}, bg{}, r{}, order4{}, order8{}, yuy2Order4{},
+      : even{}, chroma{}, chromaPairs{}, yuy2{}, order4{}, order8{}, yuy2Order4{},
         yuy2Order8{} {
     for (int i = 0; i < 64; ++i) {
       const int j = i / 16, s = i % 16;  // 128-bit lane, byte within it
@@ -60,23 +59,10 @@ struct PermuteIndices {
         const int at[4] = {2 * k, 64 + 2 * k, 2 * k + 1, 64 + 2 * k + 1};
         yuy2[h][i] = static_cast<std::uint8_t>(at[i % 4]);
       }
-      for (int v = 0; v < 3; ++v) {
-        const int t = 64 * v + i, p = t / 3, c = t % 3;
-        bg[v][i] = static_cast<std::uint8_t>(c == 0 ? p : c == 1 ? 64 + p : 0);
-        r[v][i] = static_cast<std::uint8_t>(p);
-      }
     }
   }
 };
 constexpr PermuteIndices kIdx;
-// Bytes of each 64-byte third of BGR that hold red (byte % 3 == 2).
-constexpr __mmask64 redMask(int v) {
-  __mmask64 m = 0;
-  for (int i = 0; i < 64; ++i)
-    if ((64 * v + i) % 3 == 2) m |= __mmask64{1} << i;
-  return m;
-}
-constexpr __mmask64 kRedMask[3] = {redMask(0), redMask(1), redMask(2)};
 
 inline __m512i idx(const std::uint8_t (&m)[64]) { return _mm512_load_si512(m); }
 inline __m512i load(const void* p) { return _mm512_loadu_si512(p); }
@@ -127,121 +113,13 @@ int planesToYUY2(const std::uint8_t* y, const std::uint8_t* cb, const std::uint8
 
 // ---- Backward transform ------------------------------------------------------------------------
 
-// Pair by pair in 32-bit lanes: a lane holds the words (Y0, Y1) of a
-// macro-pixel in one vector and (Cb, Cr) in another. The transform of the
-// left pixel is then one multiply-add of the luma words with (gain, 0), that
-// of the right pixel one with (0, gain), and each component adds its chroma
-// part, one multiply-add per pair shared by both pixels. The offsets and the
-// rounding term fold into one constant per component:
-//   (Y - 16) g + (Cb - 128) u + (Cr - 128) v + 8192 = Y g + Cb u + Cr v + K,
-// the same 32-bit integer as the rule's, so its >> 14 is the rule's value.
-// The blue row is halved (33050 does not fit a word) and its product doubled.
-inline __m512i pair(int lo, int hi) {
-  return _mm512_set1_epi32(static_cast<int>((static_cast<unsigned>(hi) << 16) |
-                                            (static_cast<unsigned>(lo) & 0xFFFF)));
-}
-
-// Byte positions after the packs of backwardPack: the pixel order is pair
-// 16h + 4j + i, left (s 0) or right (s 1), at byte 16j + 8h + 4s + i.
-constexpr int packedAt(int pixel) {
-  const int p = pixel / 2, s = pixel % 2, h = p / 16, j = p % 16 / 4, i = p % 4;
-  return 16 * j + 8 * h + 4 * s + i;
-}
-struct BackwardIndices {
-  alignas(64) std::uint8_t order[64];    // pixel order from the packed order
-  alignas(64) std::uint8_t bg[3][64];    // kIdx.bg and kIdx.r on packed blue, green, red
-  alignas(64) std::uint8_t r[3][64];
-  constexpr BackwardIndices() : order{}, bg{}, r{} {
-    for (int i = 0; i < 64; ++i) {
-      order[i] = static_cast<std::uint8_t>(packedAt(i));
-      for (int v = 0; v < 3; ++v) {
-        const int b = kIdx.bg[v][i];
-        bg[v][i] = static_cast<std::uint8_t>(b < 64 ? packedAt(b) : 64 + packedAt(b - 64));
-        r[v][i] = static_cast<std::uint8_t>(packedAt(kIdx.r[v][i]));
-      }
-    }
-  }
-};
-constexpr BackwardIndices kBwd;
-
-struct Backward {
-  __m512i left, right, coef[3], k[3];
-  explicit Backward(const YCbCrMatrices& m) {
-    const int* c = m.bwd;
-    left = pair(c[0], 0);
-    right = pair(0, c[0]);
-    coef[0] = pair(c[1], c[2]);
-    coef[1] = pair(c[4], c[5]);
-    coef[2] = pair(c[7] / 2, c[8] / 2);
-    for (int i = 0; i < 3; ++i)
-      k[i] = _mm512_set1_epi32(8192 - m.off[0] * c[3 * i] - m.off[1] * c[3 * i + 1] -
-                               m.off[2] * c[3 * i + 2]);
-  }
-  // yy, uv: 16 pairs each (words Y0, Y1 and Cb, Cr). Component i of their 32
-  // pixels as signed words: per 128-bit lane, the left pixels of four pairs,
-  // then the right pixels of the same four.
-  __m512i run(int i, __m512i lumaLeft, __m512i lumaRight, __m512i uv) const {
-    __m512i c = _mm512_madd_epi16(uv, coef[i]);
-    if (i == 2) c = _mm512_slli_epi32(c, 1);
-    c = _mm512_add_epi32(c, k[i]);
-    return _mm512_packs_epi32(_mm512_srai_epi32(_mm512_add_epi32(lumaLeft, c), 14),
-                              _mm512_srai_epi32(_mm512_add_epi32(lumaRight, c), 14));
-  }
-  // 32 pairs as two halves of (Y0, Y1) and (Cb, Cr) words: blue, green, red
-  // of the 64 pixels clamped to bytes, in the packed order of packedAt.
-  void run(const __m512i (&yy)[2], const __m512i (&uv)[2], __m512i (&out)[3]) const {
-    __m512i l[2], r[2];
-    for (int h = 0; h < 2; ++h) l[h] = _mm512_madd_epi16(yy[h], left), r[h] = _mm512_madd_epi16(yy[h], right);
-    for (int i = 0; i < 3; ++i)
-      out[2 - i] = _mm512_packus_epi16(run(i, l[0], r[0], uv[0]), run(i, l[1], r[1], uv[1]));
-  }
-};
-
 int yuy2ToRGB(const std::uint8_t* f, std::uint8_t* red, std::uint8_t* green, std::uint8_t* blue,
               int pairs, const YCbCrMatrices& m) {
-  if (!backwardFitsMultiplyAdd(m)) return 0;
-  const Backward t(m);
-  const __m512i low = _mm512_set1_epi16(0x00FF);
-  const __m512i order = idx(kBwd.order);
-  int k = 0;
-  for (; k + 32 <= pairs; k += 32) {
-    __m512i yy[2], uv[2], c[3];
-    for (int h = 0; h < 2; ++h) {
-      const __m512i v = load(f + 4 * k + 64 * h);
-      yy[h] = _mm512_and_si512(v, low);
-      uv[h] = _mm512_srli_epi16(v, 8);
-    }
-    t.run(yy, uv, c);
-    store(red + 2 * k, _mm512_permutexvar_epi8(order, c[2]));
-    store(green + 2 * k, _mm512_permutexvar_epi8(order, c[1]));
-    store(blue + 2 * k, _mm512_permutexvar_epi8(order, c[0]));
-  }
-  return k;
+  return backward512::yuy2ToRGB<false>(f, red, green, blue, pairs, m);
 }
-
 int ycbcrToBGR(const std::uint8_t* y, const std::uint8_t* cb, const std::uint8_t* cr,
                std::uint8_t* out, int pairs, const YCbCrMatrices& m) {
-  if (!backwardFitsMultiplyAdd(m)) return 0;
-  const Backward t(m);
-  int k = 0;
-  for (; k + 32 <= pairs; k += 32) {
-    const __m512i l = load(y + 2 * k);
-    const __m512i uv = _mm512_permutex2var_epi8(
-        _mm512_castsi256_si512(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(cb + k))),
-        idx(kIdx.chromaPairs),
-        _mm512_castsi256_si512(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(cr + k))));
-    const __m512i yy[2] = {_mm512_cvtepu8_epi16(_mm512_castsi512_si256(l)),
-                           _mm512_cvtepu8_epi16(_mm512_extracti64x4_epi64(l, 1))};
-    const __m512i cc[2] = {_mm512_cvtepu8_epi16(_mm512_castsi512_si256(uv)),
-                           _mm512_cvtepu8_epi16(_mm512_extracti64x4_epi64(uv, 1))};
-    __m512i c[3];
-    t.run(yy, cc, c);
-    for (int v = 0; v < 3; ++v) {
-      const __m512i o = _mm512_permutex2var_epi8(c[0], idx(kBwd.bg[v]), c[1]);
-      store(out + 6 * k + 64 * v, _mm512_mask_permutexvar_epi8(o, kRedMask[v], idx(kBwd.r[v]), c[2]));
-    }
-  }
-  return k;
+  return backward512::ycbcrToBGR<false>(y, cb, cr, out, pairs, m);
 }
 
 // ---- Narrowing ----------------------------------------------------------------------------------

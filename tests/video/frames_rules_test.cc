@@ -139,7 +139,7 @@ TEST(FrameKernels, EverySetEqualsPlain) {
     for (auto& x : *v) x = static_cast<std::uint8_t>(rng());
   std::vector<float> wide(kMax);
   for (auto& x : wide) x = anySample<VIDEO_SINGLE>(rng);
-  const FrameSimd* sets[3];
+  const FrameSimd* sets[4];
   const int count = frameSimdSets(sets);
   for (int k = 0; k < count; ++k) {
     const FrameSimd& s = *sets[k];
