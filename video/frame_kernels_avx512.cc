@@ -84,7 +84,7 @@ int yuy2ToPlanes(const std::uint8_t* f, std::uint8_t* y, std::uint8_t* cb, std::
     store(cb + k, _mm512_shuffle_i64x2(a, b, 0x44));
     store(cr + k, _mm512_shuffle_i64x2(a, b, 0xEE));
   }
-  // A last step of 32 pairs (the runs of the column-major tiles are 32).
+  // A last step of 32 pairs (the short last run of a column-major tile row).
   if (k + 32 <= pairs) {
     const __m512i v0 = load(f + 4 * k), v1 = load(f + 4 * k + 64);
     store(y + 2 * k, _mm512_permutex2var_epi8(v0, idx(kIdx.even), v1));
