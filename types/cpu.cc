@@ -26,4 +26,13 @@ Simd simdLevel() {
   return level;
 }
 
+bool simdHasAvx512Vnni() {
+#if defined(RIVULET_NO_SIMD) || !(defined(__x86_64__) || defined(__i386__))
+  return false;
+#else
+  static const bool has = simdAtLeast(Simd::kAvx512) && __builtin_cpu_supports("avx512vnni");
+  return has;
+#endif
+}
+
 }  // namespace rivulet

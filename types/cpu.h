@@ -16,6 +16,11 @@ Simd simdLevel();
 
 inline bool simdAtLeast(Simd level) { return simdLevel() >= level; }
 
+// Whether the CPU has AVX-512 VNNI (the word dot products) on top of kAvx512:
+// a flag beside the levels, never needed to reach kAvx512. False below
+// kAvx512 and in a RIVULET_NO_SIMD build.
+bool simdHasAvx512Vnni();
+
 // Picks, once per call site, the widest non-null entry of `forms` (indexed by
 // Simd, kNone first) that the CPU runs.
 template <typename Fn, int K>

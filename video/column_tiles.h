@@ -19,10 +19,13 @@
 namespace rivulet {
 
 // A strip is as many rows as fill one 64-byte line of a plane column (at
-// least 8), so each column line is completed while it is held.
+// least 8), so each column line is completed while it is held. A block is
+// 128 units: each frame row is then read in runs long enough for the
+// hardware prefetchers (32 left the walk waiting on frame loads), while
+// the tiles of three planes (48 KiB) stay within L2.
 template <typename E>
 inline constexpr int kStripRows = sizeof(E) >= 8 ? 8 : 64 / static_cast<int>(sizeof(E));
-inline constexpr int kBlockUnits = 32;
+inline constexpr int kBlockUnits = 128;
 inline constexpr int kTileStride = 2 * kBlockUnits;
 
 // A tile: kStripRows<E> rows of up to 2 * kBlockUnits elements of each of P planes.

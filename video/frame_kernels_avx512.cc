@@ -1,7 +1,7 @@
 // AVX-512 (BW, VBMI) forms of the row kernels (frame_kernels_simd.h): the
 // YUY2 rearrangements as VBMI byte permutes across whole 64-byte vectors, the
-// backward transform as the AVX2 form's multiply-adds at twice the width (its
-// BGR output by byte permutes), narrowing sixteen samples a step, and
+// backward transform pair by pair (each macro-pixel's chroma part computed
+// once for both its pixels; the BGR output by byte permutes), narrowing sixteen samples a step, and
 // widening by byte-permute table look-ups. The forward transform and the
 // plain planes-to-BGR merge stay at AVX2 width (the merge measured faster
 // there).
@@ -11,6 +11,7 @@
 // then warn about it; the values are fully defined.
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 
+#include "video/frame_kernels_avx512_backward.h"
 #include "video/frame_kernels_simd.h"
 #include "video/ycbcr_rules.h"
 
@@ -26,8 +27,6 @@ struct PermuteIndices {
   alignas(64) std::uint8_t chroma[64];   // bytes 1, 5, .., 125 then 3, 7, .., 127: Cb then Cr
   alignas(64) std::uint8_t chromaPairs[64];  // Cb k, Cr k for k < 32 (Cb first source)
   alignas(64) std::uint8_t yuy2[2][64];  // YUY2 of pairs 16h..16h+15 from Y and (Cb, Cr) pairs
-  alignas(64) std::uint8_t bg[3][64];    // bytes 64v.. of BGR pixels: blue (first), green (second)
-  alignas(64) std::uint8_t r[3][64];     // the red byte's pixel, where byte % 3 == 2
   // Input orders for the widening blocks (see widen4Block and widen8Block):
   // for a run of bytes, and for YUY2 to Y, Y, Cb, Cr (4-byte samples) or
   // Y x 4, Cb x 2, Cr x 2 (8-byte samples).
@@ -39,7 +38,7 @@ struct PermuteIndices {
   // c: 0 luma (32), 1 Cb (16), 2 Cr (16).
   static constexpr int yuy2Byte(int c, int e) { return c == 0 ? 2 * e : 4 * e + (c == 1 ? 1 : 3); }
   constexpr PermuteIndices()
-      : even{}, chroma{}, chromaPairs{}, yuy2{}, bg{}, r{}, order4{}, order8{}, yuy2Order4{},
+      : even{}, chroma{}, chromaPairs{}, yuy2{}, order4{}, order8{}, yuy2Order4{},
         yuy2Order8{} {
     for (int i = 0; i < 64; ++i) {
       const int j = i / 16, s = i % 16;  // 128-bit lane, byte within it
@@ -60,41 +59,14 @@ struct PermuteIndices {
         const int at[4] = {2 * k, 64 + 2 * k, 2 * k + 1, 64 + 2 * k + 1};
         yuy2[h][i] = static_cast<std::uint8_t>(at[i % 4]);
       }
-      for (int v = 0; v < 3; ++v) {
-        const int t = 64 * v + i, p = t / 3, c = t % 3;
-        bg[v][i] = static_cast<std::uint8_t>(c == 0 ? p : c == 1 ? 64 + p : 0);
-        r[v][i] = static_cast<std::uint8_t>(p);
-      }
     }
   }
 };
 constexpr PermuteIndices kIdx;
-// Bytes of each 64-byte third of BGR that hold red (byte % 3 == 2).
-constexpr __mmask64 redMask(int v) {
-  __mmask64 m = 0;
-  for (int i = 0; i < 64; ++i)
-    if ((64 * v + i) % 3 == 2) m |= __mmask64{1} << i;
-  return m;
-}
-constexpr __mmask64 kRedMask[3] = {redMask(0), redMask(1), redMask(2)};
 
 inline __m512i idx(const std::uint8_t (&m)[64]) { return _mm512_load_si512(m); }
 inline __m512i load(const void* p) { return _mm512_loadu_si512(p); }
 inline void store(void* p, __m512i v) { _mm512_storeu_si512(p, v); }
-
-// 64 pixels' blue, green, red bytes to 192 BGR bytes.
-inline void mergeBGR64(__m512i b, __m512i g, __m512i r, std::uint8_t* out) {
-  for (int v = 0; v < 3; ++v) {
-    const __m512i o = _mm512_permutex2var_epi8(b, idx(kIdx.bg[v]), g);
-    store(out + 64 * v, _mm512_mask_permutexvar_epi8(o, kRedMask[v], idx(kIdx.r[v]), r));
-  }
-}
-
-// 16-bit lanes packed to bytes in lane order (the pack works per 128-bit lane).
-inline __m512i packBytes(__m512i lo, __m512i hi) {
-  return _mm512_permutexvar_epi64(_mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7),
-                                  _mm512_packus_epi16(lo, hi));
-}
 
 // ---- Byte rearrangements ------------------------------------------------------------------------
 
@@ -112,7 +84,7 @@ int yuy2ToPlanes(const std::uint8_t* f, std::uint8_t* y, std::uint8_t* cb, std::
     store(cb + k, _mm512_shuffle_i64x2(a, b, 0x44));
     store(cr + k, _mm512_shuffle_i64x2(a, b, 0xEE));
   }
-  // A last step of 32 pairs (the runs of the column-major tiles are 32).
+  // A last step of 32 pairs (the short last run of a column-major tile row).
   if (k + 32 <= pairs) {
     const __m512i v0 = load(f + 4 * k), v1 = load(f + 4 * k + 64);
     store(y + 2 * k, _mm512_permutex2var_epi8(v0, idx(kIdx.even), v1));
@@ -141,87 +113,13 @@ int planesToYUY2(const std::uint8_t* y, const std::uint8_t* cb, const std::uint8
 
 // ---- Backward transform ------------------------------------------------------------------------
 
-// The AVX2 form's arithmetic (frame_kernels_avx2.cc) on 512-bit vectors:
-// multiply-adds on (Y - 16, 1) and on (Cb - 128, Cr - 128), the blue row
-// halved and its product doubled.
-inline __m512i pair(int lo, int hi) {
-  return _mm512_set1_epi32(static_cast<int>((static_cast<unsigned>(hi) << 16) |
-                                            (static_cast<unsigned>(lo) & 0xFFFF)));
-}
-
-struct Backward {
-  __m512i e, r, g, b, yOff, cOff;
-  explicit Backward(const YCbCrMatrices& m) {
-    const int* c = m.bwd;
-    e = pair(c[0], 8192);
-    r = pair(c[1], c[2]);
-    g = pair(c[4], c[5]);
-    b = pair(c[7] / 2, c[8] / 2);
-    yOff = _mm512_set1_epi16(static_cast<short>(m.off[0]));
-    cOff = pair(m.off[1], m.off[2]);
-  }
-  // y: 32 lumas in 16-bit lanes, pixel order; uv: (Cb, Cr) of their 16 pairs
-  // in 32-bit lanes. R, G, B of the 32 pixels in 16-bit lanes, saturated to
-  // signed 16 bits (the unsigned pack that follows clamps to 0..255).
-  void run(__m512i y, __m512i uv, __m512i& R, __m512i& G, __m512i& B) const {
-    const __m512i one = _mm512_set1_epi16(1);
-    y = _mm512_sub_epi16(y, yOff);
-    uv = _mm512_sub_epi16(uv, cOff);
-    // Per 128-bit lane j: pixels 8j..8j+3 (lo) and 8j+4..8j+7 (hi), each
-    // with its pair's (Cb, Cr).
-    const __m512i yl = _mm512_unpacklo_epi16(y, one), yh = _mm512_unpackhi_epi16(y, one);
-    const __m512i ql = _mm512_unpacklo_epi32(uv, uv), qh = _mm512_unpackhi_epi32(uv, uv);
-    const __m512i el = _mm512_madd_epi16(yl, e), eh = _mm512_madd_epi16(yh, e);
-    auto comp = [&](__m512i coef, bool twice) {
-      __m512i lo = _mm512_madd_epi16(ql, coef), hi = _mm512_madd_epi16(qh, coef);
-      if (twice) lo = _mm512_slli_epi32(lo, 1), hi = _mm512_slli_epi32(hi, 1);
-      return _mm512_packs_epi32(_mm512_srai_epi32(_mm512_add_epi32(el, lo), 14),
-                                _mm512_srai_epi32(_mm512_add_epi32(eh, hi), 14));
-    };
-    R = comp(r, false);
-    G = comp(g, false);
-    B = comp(b, true);
-  }
-};
-
 int yuy2ToRGB(const std::uint8_t* f, std::uint8_t* red, std::uint8_t* green, std::uint8_t* blue,
               int pairs, const YCbCrMatrices& m) {
-  if (!backwardFitsMultiplyAdd(m)) return 0;
-  const Backward t(m);
-  const __m512i low = _mm512_set1_epi16(0x00FF);
-  int k = 0;
-  for (; k + 32 <= pairs; k += 32) {
-    __m512i c[2][3];
-    for (int half = 0; half < 2; ++half) {
-      const __m512i v = load(f + 4 * k + 64 * half);
-      t.run(_mm512_and_si512(v, low), _mm512_srli_epi16(v, 8), c[half][0], c[half][1], c[half][2]);
-    }
-    store(red + 2 * k, packBytes(c[0][0], c[1][0]));
-    store(green + 2 * k, packBytes(c[0][1], c[1][1]));
-    store(blue + 2 * k, packBytes(c[0][2], c[1][2]));
-  }
-  return k;
+  return backward512::yuy2ToRGB<false>(f, red, green, blue, pairs, m);
 }
-
 int ycbcrToBGR(const std::uint8_t* y, const std::uint8_t* cb, const std::uint8_t* cr,
                std::uint8_t* out, int pairs, const YCbCrMatrices& m) {
-  if (!backwardFitsMultiplyAdd(m)) return 0;
-  const Backward t(m);
-  int k = 0;
-  for (; k + 32 <= pairs; k += 32) {
-    __m512i c[2][3];
-    for (int half = 0; half < 2; ++half) {
-      const int h = 16 * half;
-      const __m512i l = _mm512_cvtepu8_epi16(
-          _mm256_loadu_si256(reinterpret_cast<const __m256i*>(y + 2 * (k + h))));
-      const __m512i u = _mm512_cvtepu8_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(cb + k + h)));
-      const __m512i v = _mm512_cvtepu8_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(cr + k + h)));
-      t.run(l, _mm512_or_si512(u, _mm512_slli_epi32(v, 16)), c[half][0], c[half][1], c[half][2]);
-    }
-    mergeBGR64(packBytes(c[0][2], c[1][2]), packBytes(c[0][1], c[1][1]),
-               packBytes(c[0][0], c[1][0]), out + 6 * k);
-  }
-  return k;
+  return backward512::ycbcrToBGR<false>(y, cb, cr, out, pairs, m);
 }
 
 // ---- Narrowing ----------------------------------------------------------------------------------

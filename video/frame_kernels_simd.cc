@@ -7,9 +7,11 @@
 namespace rivulet {
 
 // Defined in frame_kernels_avx2.cc (compiled for AVX2) and
-// frame_kernels_avx512.cc (the AVX2 set with its wider forms).
+// frame_kernels_avx512.cc (the AVX2 set with its wider forms), and
+// frame_kernels_avx512vnni.cc (the AVX-512 set with its dot-product forms).
 extern const FrameSimd kFrameSimdAVX2;
 FrameSimd frameSimdAVX512();
+FrameSimd frameSimdAVX512VNNI();
 
 namespace {
 
@@ -40,11 +42,17 @@ constexpr FrameSimd kNone = {&none3,           &noneSplit,         &none3,
                              &noneWiden,       &noneWiden,         &noWidenYUY2,
                              &noWidenYUY2};
 
+const FrameSimd& avx512Set() {
+  static const FrameSimd avx512 = frameSimdAVX512();
+  return avx512;
+}
+
 const FrameSimd& pick() {
-  if (simdAtLeast(Simd::kAvx512)) {
-    static const FrameSimd avx512 = frameSimdAVX512();
-    return avx512;
+  if (simdHasAvx512Vnni()) {
+    static const FrameSimd vnni = frameSimdAVX512VNNI();
+    return vnni;
   }
+  if (simdAtLeast(Simd::kAvx512)) return avx512Set();
   FrameSimd const* const forms[] = {&kNone, nullptr, nullptr, &kFrameSimdAVX2};
   return *widestForm(forms);
 }
@@ -57,10 +65,11 @@ const FrameSimd& frameSimd() {
 }
 const FrameSimd& frameSimdNone() { return kNone; }
 
-int frameSimdSets(const FrameSimd* (&sets)[3]) {
+int frameSimdSets(const FrameSimd* (&sets)[4]) {
   int n = 0;
   sets[n++] = &kNone;
   if (&frameSimd() != &kNone && simdAtLeast(Simd::kAvx512)) sets[n++] = &kFrameSimdAVX2;
+  if (&frameSimd() != &kNone && simdHasAvx512Vnni()) sets[n++] = &avx512Set();
   if (&frameSimd() != &kNone) sets[n++] = &frameSimd();
   return n;
 }

@@ -71,7 +71,7 @@ struct FrameSimd {
 const FrameSimd& frameSimd();
 // Every set this machine runs, the picked one last (for tests that hold each
 // against the plain forms).
-int frameSimdSets(const FrameSimd* (&sets)[3]);
+int frameSimdSets(const FrameSimd* (&sets)[4]);
 // The set that does nothing (every run left to the plain forms).
 const FrameSimd& frameSimdNone();
 

@@ -180,11 +180,11 @@ void checkCase(int w, int h, int o, unsigned seed) {
 }
 
 // Sizes: 1 x 1, odd and even widths and heights, and pictures larger than one
-// column tile (16 rows by 64 columns) in both directions.
+// column tile (up to 64 rows by 128 pixels or pairs) in both directions.
 inline const std::pair<int, int> kSizes[] = {{1, 1},  {2, 1},  {1, 2},   {2, 2},   {3, 1},
                                              {3, 2},  {4, 3},  {5, 5},   {6, 17},  {17, 15},
                                              {32, 16}, {33, 18}, {66, 33}, {67, 35}, {130, 3},
-                                             {129, 34}, {5, 70}, {68, 131}};
+                                             {129, 34}, {5, 70}, {68, 131}, {261, 9}};
 
 template <int N, typename F>
 void sweep() {

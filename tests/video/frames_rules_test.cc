@@ -16,12 +16,17 @@ namespace {
 constexpr auto kU8 = VIDEO_UINT8;
 
 // Every (Y, Cb, Cr): for each Cr, a YUY2 picture of 256 x 256 macro-pixels
-// with Y0 = row, Cb = column and Y1 = 255 - row.
+// with Y0 = row, Cb = column and Y1 = 255 - row; through both routines, and
+// through the byte kernels of every fast set the CPU runs (not only the
+// picked one), each finished by the plain form.
 TEST(YCbCrTransforms, BackwardOverEveryTriple) {
   const auto in = MM_GetYCbCrToRGBChannelsInputFcn(kU8);
   const auto out = MM_GetYCbCrToRGBChannelsOutputFcn(kU8);
-  const int w = 512, h = 256, n = w * h;
-  Bytes frame(2 * n), rgb(3 * n), y(n), cb(n / 2), cr(n / 2), bgr(3 * n);
+  const YCbCrMatrices m = loadYCbCrMatrices();
+  const FrameSimd* sets[4];
+  const int count = frameSimdSets(sets);
+  const int w = 512, h = 256, n = w * h, pairs = n / 2;
+  Bytes frame(2 * n), rgb(3 * n), y(n), cb(n / 2), cr(n / 2), bgr(3 * n), setRGB(3 * n), setBGR(3 * n);
   for (int v = 0; v < 256; ++v) {
     for (int r = 0; r < h; ++r)
       for (int u = 0; u < 256; ++u) {
@@ -40,6 +45,22 @@ TEST(YCbCrTransforms, BackwardOverEveryTriple) {
       ASSERT_TRUE(rgb[i] == want.r && rgb[n + i] == want.g && rgb[2 * n + i] == want.b &&
                   bgr[at] == want.b && bgr[at + 1] == want.g && bgr[at + 2] == want.r)
           << "Y " << int(y[i]) << " Cb " << int(cb[i / 2]) << " Cr " << v;
+    }
+    // The kernels on the whole picture as one run: planes in the order the
+    // routine wrote them, BGR without the frame's flip.
+    for (int s = 1; s < count; ++s) {
+      std::uint8_t* p = setRGB.data();
+      const int d = sets[s]->yuy2ToRGB(frame.data(), p, p + n, p + 2 * n, pairs, m);
+      yuy2ToRGBRow_C<kU8>(frame.data() + 4 * d, p + 2 * d, p + n + 2 * d, p + 2 * n + 2 * d,
+                          pairs - d, nullptr, m);
+      ASSERT_EQ(setRGB, rgb) << "set " << s << ", Cr " << v;
+      const int e = sets[s]->ycbcrToBGR(y.data(), cb.data(), cr.data(), setBGR.data(), pairs, m);
+      ycbcrToBGRRow_C<kU8>(y.data() + 2 * e, cb.data() + e, cr.data() + e, setBGR.data() + 6 * e,
+                           pairs - e, m);
+      for (int r = 0; r < h; ++r)
+        ASSERT_TRUE(std::equal(setBGR.begin() + i64{r} * 3 * w, setBGR.begin() + i64{r + 1} * 3 * w,
+                               bgr.begin() + i64{h - 1 - r} * 3 * w))
+            << "set " << s << ", Cr " << v << ", row " << r;
     }
   }
 }
@@ -139,7 +160,7 @@ TEST(FrameKernels, EverySetEqualsPlain) {
     for (auto& x : *v) x = static_cast<std::uint8_t>(rng());
   std::vector<float> wide(kMax);
   for (auto& x : wide) x = anySample<VIDEO_SINGLE>(rng);
-  const FrameSimd* sets[3];
+  const FrameSimd* sets[4];
   const int count = frameSimdSets(sets);
   for (int k = 0; k < count; ++k) {
     const FrameSimd& s = *sets[k];
