@@ -4,6 +4,10 @@
 // routine has the frame format, plane model and sample type compiled in; it
 // checks nothing and allocates nothing. Selectors answer null for a
 // combination they have no routine for.
+//
+// Column-major routines work through tiles held on the caller's stack: up to
+// about 100 KiB. Threads that call them need stacks larger than that (the
+// default thread stack of glibc is 8 MiB).
 #ifndef RIVULET_VIDEO_H
 #define RIVULET_VIDEO_H
 
