@@ -53,17 +53,7 @@ int splitBGR(const std::uint8_t* bgr, std::uint8_t* red, std::uint8_t* green, st
   return c + splitBGRGroups<SplitOps128>(bgr + 3 * c, red + c, green + c, blue + c, n - c);
 }
 
-struct Ops512 {
-  using V = __m512i;
-  static V lo8(V a, V b) { return _mm512_unpacklo_epi8(a, b); }
-  static V hi8(V a, V b) { return _mm512_unpackhi_epi8(a, b); }
-  static V lo16(V a, V b) { return _mm512_unpacklo_epi16(a, b); }
-  static V hi16(V a, V b) { return _mm512_unpackhi_epi16(a, b); }
-  static V lo32(V a, V b) { return _mm512_unpacklo_epi32(a, b); }
-  static V hi32(V a, V b) { return _mm512_unpackhi_epi32(a, b); }
-  static V lo64(V a, V b) { return _mm512_unpacklo_epi64(a, b); }
-  static V hi64(V a, V b) { return _mm512_unpackhi_epi64(a, b); }
-};
+using Ops512 = Unpacks512;
 
 // Four 16 x 16 blocks side by side, one per 128-bit lane: after the in-lane
 // transpose, lane L of x[c] is column 16 L + c.

@@ -8,17 +8,7 @@
 namespace rivulet {
 namespace {
 
-struct Ops128 {
-  using V = __m128i;
-  static V lo8(V a, V b) { return _mm_unpacklo_epi8(a, b); }
-  static V hi8(V a, V b) { return _mm_unpackhi_epi8(a, b); }
-  static V lo16(V a, V b) { return _mm_unpacklo_epi16(a, b); }
-  static V hi16(V a, V b) { return _mm_unpackhi_epi16(a, b); }
-  static V lo32(V a, V b) { return _mm_unpacklo_epi32(a, b); }
-  static V hi32(V a, V b) { return _mm_unpackhi_epi32(a, b); }
-  static V lo64(V a, V b) { return _mm_unpacklo_epi64(a, b); }
-  static V hi64(V a, V b) { return _mm_unpackhi_epi64(a, b); }
-};
+using Ops128 = Unpacks128;
 
 void transposeBytes16x16(const std::uint8_t* src, std::int64_t srcStride, std::uint8_t* dst,
                          std::int64_t dstStride) {

@@ -12,6 +12,36 @@
 
 namespace rivulet {
 
+// The in-lane interleaves that the blocks below and the transpose blocks are
+// written with, one struct per vector width. In an unnamed namespace, so each
+// source compiles its own copy with its own flags.
+namespace {
+#define RIVULET_UNPACKS(V_, P_)                                             \
+  using V = V_;                                                            \
+  static V lo8(V a, V b) { return P_##_unpacklo_epi8(a, b); }             \
+  static V hi8(V a, V b) { return P_##_unpackhi_epi8(a, b); }             \
+  static V lo16(V a, V b) { return P_##_unpacklo_epi16(a, b); }           \
+  static V hi16(V a, V b) { return P_##_unpackhi_epi16(a, b); }           \
+  static V lo32(V a, V b) { return P_##_unpacklo_epi32(a, b); }           \
+  static V hi32(V a, V b) { return P_##_unpackhi_epi32(a, b); }           \
+  static V lo64(V a, V b) { return P_##_unpacklo_epi64(a, b); }           \
+  static V hi64(V a, V b) { return P_##_unpackhi_epi64(a, b); }
+struct Unpacks128 {
+  RIVULET_UNPACKS(__m128i, _mm)
+};
+#ifdef __AVX2__
+struct Unpacks256 {
+  RIVULET_UNPACKS(__m256i, _mm256)
+};
+#endif
+#ifdef __AVX512BW__
+struct Unpacks512 {
+  RIVULET_UNPACKS(__m512i, _mm512)
+};
+#endif
+#undef RIVULET_UNPACKS
+}  // namespace
+
 // ---- 16 x 16 byte transpose, one per 128-bit lane ------------------------------------------
 
 // Ops::lo8 .. hi64 interleave within 128-bit lanes.

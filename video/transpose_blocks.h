@@ -12,6 +12,8 @@
 
 #include <cstdint>
 
+#include "video/simd_blocks.h"
+
 namespace rivulet {
 
 // Eight rows of eight 16-bit elements (in each lane) to eight columns.
@@ -85,34 +87,20 @@ inline int transposeBlocks(const T* src, std::int64_t srcStride, T* dst, std::in
 // that each source compiles its own copy with its own flags.
 namespace {
 
-struct TransposeOps128 {
-  using V = __m128i;
+struct TransposeOps128 : Unpacks128 {
   static constexpr int kLanes = 1;
   static V load(const void* p, std::int64_t) { return _mm_loadu_si128(static_cast<const V*>(p)); }
   static void store(void* p, V x) { _mm_storeu_si128(static_cast<V*>(p), x); }
-  static V lo16(V a, V b) { return _mm_unpacklo_epi16(a, b); }
-  static V hi16(V a, V b) { return _mm_unpackhi_epi16(a, b); }
-  static V lo32(V a, V b) { return _mm_unpacklo_epi32(a, b); }
-  static V hi32(V a, V b) { return _mm_unpackhi_epi32(a, b); }
-  static V lo64(V a, V b) { return _mm_unpacklo_epi64(a, b); }
-  static V hi64(V a, V b) { return _mm_unpackhi_epi64(a, b); }
 };
 
 #ifdef __AVX2__
-struct TransposeOps256 {
-  using V = __m256i;
+struct TransposeOps256 : Unpacks256 {
   static constexpr int kLanes = 2;
   static V load(const void* p, std::int64_t laneStep) {
     const auto* b = static_cast<const std::uint8_t*>(p);
     return _mm256_loadu2_m128i(reinterpret_cast<const __m128i*>(b + laneStep), reinterpret_cast<const __m128i*>(b));
   }
   static void store(void* p, V x) { _mm256_storeu_si256(static_cast<V*>(p), x); }
-  static V lo16(V a, V b) { return _mm256_unpacklo_epi16(a, b); }
-  static V hi16(V a, V b) { return _mm256_unpackhi_epi16(a, b); }
-  static V lo32(V a, V b) { return _mm256_unpacklo_epi32(a, b); }
-  static V hi32(V a, V b) { return _mm256_unpackhi_epi32(a, b); }
-  static V lo64(V a, V b) { return _mm256_unpacklo_epi64(a, b); }
-  static V hi64(V a, V b) { return _mm256_unpackhi_epi64(a, b); }
 };
 #endif
 
