@@ -19,26 +19,11 @@ void toChannelsEmpty(void const*, void* p0, void* p1, void* p2, int w, int h,
     std::fill_n(static_cast<Sample<N>*>(planes[p]), count, videoTraits<N>::min);
 }
 
-template <int Planes>
-struct Fill {
-  template <int N>
-  struct Of {
-    static constexpr VideoInputFcn fcn = [] {
-      if constexpr (N == VIDEO_BOOLEAN)
-        return VideoInputFcn{nullptr};
-      else
-        return &toChannelsEmpty<N, Planes>;
-    }();
-  };
-};
-
 }  // namespace
 
-constexpr VideoInputTable kToRGBChannelsEmpty = buildVideoTable<VideoInputFcn, Fill<3>::Of>();
-constexpr VideoInputTable kToIntensityChannelsEmpty = buildVideoTable<VideoInputFcn, Fill<1>::Of>();
-#ifndef RIVULET_SANITIZE
-static_assert(typesOf(kToRGBChannelsEmpty) == kEmptyTypes);
-static_assert(typesOf(kToIntensityChannelsEmpty) == kEmptyTypes);
-#endif
+constexpr VideoInputTable kToRGBChannelsEmpty = buildVideoTable<VideoInputFcn, kEmptyTypes>(
+    []<int N> { return &toChannelsEmpty<N, 3>; });
+constexpr VideoInputTable kToIntensityChannelsEmpty = buildVideoTable<VideoInputFcn, kEmptyTypes>(
+    []<int N> { return &toChannelsEmpty<N, 1>; });
 
 }  // namespace rivulet

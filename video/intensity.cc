@@ -89,29 +89,13 @@ void YCbCrToIntensityChannelsInput(void const* frame, void* plane0, void*, void*
   }
 }
 
-template <int N>
-struct FromBGR {
-  static constexpr VideoInputFcn fcn = &RGBToIntensityChannelsInput<N>;
-};
-template <int N>
-struct FromPlanes {
-  static constexpr VideoInputFcn fcn = &RGBToIntensityChannelsInput_mmr<N>;
-};
-template <int N>
-struct FromLuma {
-  static constexpr VideoInputFcn fcn = &YCbCrToIntensityChannelsInput<N>;
-};
-
 }  // namespace
 
-constexpr VideoInputTable kRGBToIntensityChannelsInput = buildVideoTable<VideoInputFcn, FromBGR>();
-constexpr VideoInputTable kRGBToIntensityChannelsInput_mmr = buildVideoTable<VideoInputFcn, FromPlanes>();
-constexpr VideoInputTable kYCbCrToIntensityChannelsInput = buildVideoTable<VideoInputFcn, FromLuma>();
-// GCC cannot fold function addresses under the sanitizers.
-#ifndef RIVULET_SANITIZE
-static_assert(typesOf(kRGBToIntensityChannelsInput) == kIntensityTypes);
-static_assert(typesOf(kRGBToIntensityChannelsInput_mmr) == kIntensityTypes);
-static_assert(typesOf(kYCbCrToIntensityChannelsInput) == kIntensityTypes);
-#endif
+constexpr VideoInputTable kRGBToIntensityChannelsInput = buildVideoTable<VideoInputFcn, kIntensityTypes>(
+    []<int N> { return &RGBToIntensityChannelsInput<N>; });
+constexpr VideoInputTable kRGBToIntensityChannelsInput_mmr = buildVideoTable<VideoInputFcn, kIntensityTypes>(
+    []<int N> { return &RGBToIntensityChannelsInput_mmr<N>; });
+constexpr VideoInputTable kYCbCrToIntensityChannelsInput = buildVideoTable<VideoInputFcn, kIntensityTypes>(
+    []<int N> { return &YCbCrToIntensityChannelsInput<N>; });
 
 }  // namespace rivulet

@@ -106,75 +106,23 @@ void RGB24Output(void const* planes, void* frame, int w, int h, VideoFrameOrient
   RGB24ChannelsOutput<N, Padded>(p[0], p[1], p[2], frame, w, h, orientation);
 }
 
-template <int N>
-struct Copy {
-  static constexpr RGB24ContiguousFcn fcn = &RGB24Copy<N>;
-};
-template <>
-struct Copy<VIDEO_BOOLEAN> {
-  static constexpr RGB24ContiguousFcn fcn = nullptr;  // no BOOLEAN member
-};
-template <int N>
-struct ChannelsCopy {
-  static constexpr VideoInputFcn fcn = &RGB24ChannelsCopy<N>;
-};
-template <>
-struct ChannelsCopy<VIDEO_BOOLEAN> {
-  static constexpr VideoInputFcn fcn = nullptr;  // no BOOLEAN member
-};
-template <int N>
-struct Empty {
-  static constexpr RGB24ContiguousFcn fcn = &RGB24Empty<N>;
-};
-template <>
-struct Empty<VIDEO_BOOLEAN> {
-  static constexpr RGB24ContiguousFcn fcn = nullptr;  // no BOOLEAN member
-};
-template <int N>
-struct ChannelsEmpty {
-  static constexpr VideoInputFcn fcn = &RGB24ChannelsEmpty<N>;
-};
-template <>
-struct ChannelsEmpty<VIDEO_BOOLEAN> {
-  static constexpr VideoInputFcn fcn = nullptr;  // no BOOLEAN member
-};
-template <int N>
-struct Output {
-  static constexpr RGB24ContiguousFcn fcn = &RGB24Output<N, false>;
-};
-template <int N>
-struct ChannelsOutput {
-  static constexpr VideoOutputFcn fcn = &RGB24ChannelsOutput<N, false>;
-};
-template <int N>
-struct PaddedOutput {
-  static constexpr RGB24ContiguousFcn fcn = &RGB24Output<N, true>;
-};
-template <int N>
-struct PaddedChannelsOutput {
-  static constexpr VideoOutputFcn fcn = &RGB24ChannelsOutput<N, true>;
-};
-
 }  // namespace
 
-constexpr RGB24ContiguousTable kRGB24Copy = buildVideoTable<RGB24ContiguousFcn, Copy>();
-constexpr VideoInputTable kRGB24ChannelsCopy = buildVideoTable<VideoInputFcn, ChannelsCopy>();
-constexpr RGB24ContiguousTable kRGB24Empty = buildVideoTable<RGB24ContiguousFcn, Empty>();
-constexpr VideoInputTable kRGB24ChannelsEmpty = buildVideoTable<VideoInputFcn, ChannelsEmpty>();
-constexpr RGB24ContiguousTable kRGB24Output = buildVideoTable<RGB24ContiguousFcn, Output>();
-constexpr VideoOutputTable kRGB24ChannelsOutput = buildVideoTable<VideoOutputFcn, ChannelsOutput>();
-constexpr RGB24ContiguousTable kPaddedRGB24Output = buildVideoTable<RGB24ContiguousFcn, PaddedOutput>();
-constexpr VideoOutputTable kPaddedRGB24ChannelsOutput = buildVideoTable<VideoOutputFcn, PaddedChannelsOutput>();
-// GCC cannot fold function addresses under the sanitizers.
-#ifndef RIVULET_SANITIZE
-static_assert(typesOf(kRGB24Copy) == kRGB24CopyTypes);
-static_assert(typesOf(kRGB24ChannelsCopy) == kRGB24CopyTypes);
-static_assert(typesOf(kRGB24Empty) == kRGB24CopyTypes);
-static_assert(typesOf(kRGB24ChannelsEmpty) == kRGB24CopyTypes);
-static_assert(typesOf(kRGB24Output) == kRGB24OutputTypes);
-static_assert(typesOf(kRGB24ChannelsOutput) == kRGB24OutputTypes);
-static_assert(typesOf(kPaddedRGB24Output) == kRGB24OutputTypes);
-static_assert(typesOf(kPaddedRGB24ChannelsOutput) == kRGB24OutputTypes);
-#endif
+constexpr RGB24ContiguousTable kRGB24Copy =
+    buildVideoTable<RGB24ContiguousFcn, kRGB24CopyTypes>([]<int N> { return &RGB24Copy<N>; });
+constexpr VideoInputTable kRGB24ChannelsCopy =
+    buildVideoTable<VideoInputFcn, kRGB24CopyTypes>([]<int N> { return &RGB24ChannelsCopy<N>; });
+constexpr RGB24ContiguousTable kRGB24Empty =
+    buildVideoTable<RGB24ContiguousFcn, kRGB24CopyTypes>([]<int N> { return &RGB24Empty<N>; });
+constexpr VideoInputTable kRGB24ChannelsEmpty =
+    buildVideoTable<VideoInputFcn, kRGB24CopyTypes>([]<int N> { return &RGB24ChannelsEmpty<N>; });
+constexpr RGB24ContiguousTable kRGB24Output =
+    buildVideoTable<RGB24ContiguousFcn, kRGB24OutputTypes>([]<int N> { return &RGB24Output<N, false>; });
+constexpr VideoOutputTable kRGB24ChannelsOutput =
+    buildVideoTable<VideoOutputFcn, kRGB24OutputTypes>([]<int N> { return &RGB24ChannelsOutput<N, false>; });
+constexpr RGB24ContiguousTable kPaddedRGB24Output =
+    buildVideoTable<RGB24ContiguousFcn, kRGB24OutputTypes>([]<int N> { return &RGB24Output<N, true>; });
+constexpr VideoOutputTable kPaddedRGB24ChannelsOutput =
+    buildVideoTable<VideoOutputFcn, kRGB24OutputTypes>([]<int N> { return &RGB24ChannelsOutput<N, true>; });
 
 }  // namespace rivulet

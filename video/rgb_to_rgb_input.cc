@@ -59,22 +59,11 @@ void RGBToRGBChannelsInput_mmr(void const* frame, void* red, void* green, void* 
   }
 }
 
-template <int N>
-struct Packed {
-  static constexpr VideoInputFcn fcn = &RGBToRGBChannelsInput<N>;
-};
-template <int N>
-struct Contiguous {
-  static constexpr VideoInputFcn fcn = &RGBToRGBChannelsInput_mmr<N>;
-};
-
 }  // namespace
 
-constexpr VideoInputTable kRGBToRGBChannelsInput = buildVideoTable<VideoInputFcn, Packed>();
-constexpr VideoInputTable kRGBToRGBChannelsInput_mmr = buildVideoTable<VideoInputFcn, Contiguous>();
-#ifndef RIVULET_SANITIZE
-static_assert(typesOf(kRGBToRGBChannelsInput) == kRGBToRGBChannelsInputTypes);
-static_assert(typesOf(kRGBToRGBChannelsInput_mmr) == kRGBToRGBChannelsInputTypes);
-#endif
+constexpr VideoInputTable kRGBToRGBChannelsInput = buildVideoTable<VideoInputFcn, kRGBToRGBChannelsInputTypes>(
+    []<int N> { return &RGBToRGBChannelsInput<N>; });
+constexpr VideoInputTable kRGBToRGBChannelsInput_mmr = buildVideoTable<VideoInputFcn, kRGBToRGBChannelsInputTypes>(
+    []<int N> { return &RGBToRGBChannelsInput_mmr<N>; });
 
 }  // namespace rivulet

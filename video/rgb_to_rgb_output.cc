@@ -69,29 +69,16 @@ void IntensityToRGB24ChannelsConvertCopy(void const* grey, void const*, void con
   std::memcpy(dst + 2 * n, dst, n);
 }
 
-// Table members: entry N of a family's table is its routine for type N.
-#define RIVULET_MEMBER(Family, Fcn) \
-  template <int N>                 \
-  struct Family##Member {          \
-    static constexpr Fcn fcn = &Family<N>; \
-  };
-RIVULET_MEMBER(RGBToRGBChannelsOutput, VideoOutputFcn)
-RIVULET_MEMBER(IntensityToRGBChannelsOutput, VideoOutputFcn)
-RIVULET_MEMBER(RGBToRGB24ChannelsConvertCopy, VideoOutputFcn)
-RIVULET_MEMBER(IntensityToRGB24ChannelsConvertCopy, VideoOutputFcn)
-#undef RIVULET_MEMBER
 
 }  // namespace
 
-constexpr VideoOutputTable kRGBToRGBChannelsOutput = buildVideoTable<VideoOutputFcn, RGBToRGBChannelsOutputMember>();
-constexpr VideoOutputTable kIntensityToRGBChannelsOutput = buildVideoTable<VideoOutputFcn, IntensityToRGBChannelsOutputMember>();
-constexpr VideoOutputTable kRGBToRGB24ChannelsConvertCopy = buildVideoTable<VideoOutputFcn, RGBToRGB24ChannelsConvertCopyMember>();
-constexpr VideoOutputTable kIntensityToRGB24ChannelsConvertCopy = buildVideoTable<VideoOutputFcn, IntensityToRGB24ChannelsConvertCopyMember>();
-#ifndef RIVULET_SANITIZE  // GCC cannot fold function addresses there
-static_assert(typesOf(kRGBToRGBChannelsOutput) == kFramesAndYCbCrTypes);
-static_assert(typesOf(kIntensityToRGBChannelsOutput) == kFramesAndYCbCrTypes);
-static_assert(typesOf(kRGBToRGB24ChannelsConvertCopy) == kFramesAndYCbCrTypes);
-static_assert(typesOf(kIntensityToRGB24ChannelsConvertCopy) == kFramesAndYCbCrTypes);
-#endif
+constexpr VideoOutputTable kRGBToRGBChannelsOutput = buildVideoTable<VideoOutputFcn, kFramesAndYCbCrTypes>(
+    []<int N> { return &RGBToRGBChannelsOutput<N>; });
+constexpr VideoOutputTable kIntensityToRGBChannelsOutput = buildVideoTable<VideoOutputFcn, kFramesAndYCbCrTypes>(
+    []<int N> { return &IntensityToRGBChannelsOutput<N>; });
+constexpr VideoOutputTable kRGBToRGB24ChannelsConvertCopy = buildVideoTable<VideoOutputFcn, kFramesAndYCbCrTypes>(
+    []<int N> { return &RGBToRGB24ChannelsConvertCopy<N>; });
+constexpr VideoOutputTable kIntensityToRGB24ChannelsConvertCopy = buildVideoTable<VideoOutputFcn, kFramesAndYCbCrTypes>(
+    []<int N> { return &IntensityToRGB24ChannelsConvertCopy<N>; });
 
 }  // namespace rivulet

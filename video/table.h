@@ -1,7 +1,7 @@
-// The table builder of the video families: entry t of a nine-entry table is
-// Member<t>::fcn, which a family sets to null for a type it does not have.
-// typesOf gives the set of non-null entries as bits, for the checks that each
-// table holds exactly the types its family states (families.h).
+// The table builder of the video families: a family states which types it
+// has, as bits of a type set (families.h), and how to name its routine for a
+// type; entry t of the nine-entry table is that routine where bit t is set,
+// and null elsewhere, without naming a routine for a type the family lacks.
 #ifndef RIVULET_VIDEO_TABLE_H
 #define RIVULET_VIDEO_TABLE_H
 
@@ -15,26 +15,21 @@ inline constexpr int kVideoTypeCount = 9;
 template <typename Fcn>
 using VideoTable = std::array<Fcn, kVideoTypeCount>;
 
-template <typename Fcn, template <int> class Member, int... N>
-constexpr VideoTable<Fcn> buildVideoTable(std::integer_sequence<int, N...>) {
-  return {{Member<N>::fcn...}};
-}
-template <typename Fcn, template <int> class Member>
-constexpr VideoTable<Fcn> buildVideoTable() {
-  return buildVideoTable<Fcn, Member>(std::make_integer_sequence<int, kVideoTypeCount>{});
-}
-
-// Bit t set where entry t is not null.
-template <typename Fcn>
-constexpr unsigned typesOf(VideoTable<Fcn> const& table) {
-  unsigned bits = 0;
-  for (int t = 0; t < kVideoTypeCount; ++t)
-    if (table[t] != nullptr) bits |= 1u << t;
-  return bits;
-}
-
 inline constexpr unsigned kAllVideoTypes = (1u << kVideoTypeCount) - 1;
 constexpr unsigned withoutType(unsigned types, int t) { return types & ~(1u << t); }
+
+// routine is a generic lambda []<int N> { return &Family<N>; }.
+template <typename Fcn, unsigned Types, typename Routine>
+constexpr VideoTable<Fcn> buildVideoTable(Routine routine) {
+  return [&]<int... N>(std::integer_sequence<int, N...>) {
+    return VideoTable<Fcn>{{[&]() -> Fcn {
+      if constexpr (((Types >> N) & 1u) != 0)
+        return routine.template operator()<N>();
+      else
+        return nullptr;
+    }()...}};
+  }(std::make_integer_sequence<int, kVideoTypeCount>{});
+}
 
 }  // namespace rivulet
 

@@ -176,29 +176,16 @@ void YCbCrToRGBChannelsInput(void const* frame, void* red, void* green, void* bl
   YCbCrToRGBChannelsBody<N>(frame, w, h, orientation == ORIENTATION_ROW_MAJOR, red, green, blue);
 }
 
-// Table members: entry N of a family's table is its routine for type N.
-#define RIVULET_MEMBER(Family, Fcn) \
-  template <int N>                 \
-  struct Family##Member {          \
-    static constexpr Fcn fcn = &Family<N>; \
-  };
-RIVULET_MEMBER(RGBToYCbCrChannelsInput, VideoInputFcn)
-RIVULET_MEMBER(RGBToYCbCrChannelsInput_mmr, VideoInputFcn)
-RIVULET_MEMBER(YCbCrToYCbCrChannelsInput, VideoInputFcn)
-RIVULET_MEMBER(YCbCrToRGBChannelsInput, VideoInputFcn)
-#undef RIVULET_MEMBER
 
 }  // namespace
 
-constexpr VideoInputTable kRGBToYCbCrChannelsInput = buildVideoTable<VideoInputFcn, RGBToYCbCrChannelsInputMember>();
-constexpr VideoInputTable kRGBToYCbCrChannelsInput_mmr = buildVideoTable<VideoInputFcn, RGBToYCbCrChannelsInput_mmrMember>();
-constexpr VideoInputTable kYCbCrToYCbCrChannelsInput = buildVideoTable<VideoInputFcn, YCbCrToYCbCrChannelsInputMember>();
-constexpr VideoInputTable kYCbCrToRGBChannelsInput = buildVideoTable<VideoInputFcn, YCbCrToRGBChannelsInputMember>();
-#ifndef RIVULET_SANITIZE  // GCC cannot fold function addresses there
-static_assert(typesOf(kRGBToYCbCrChannelsInput) == kFramesAndYCbCrTypes);
-static_assert(typesOf(kRGBToYCbCrChannelsInput_mmr) == kFramesAndYCbCrTypes);
-static_assert(typesOf(kYCbCrToYCbCrChannelsInput) == kFramesAndYCbCrTypes);
-static_assert(typesOf(kYCbCrToRGBChannelsInput) == kFramesAndYCbCrTypes);
-#endif
+constexpr VideoInputTable kRGBToYCbCrChannelsInput = buildVideoTable<VideoInputFcn, kFramesAndYCbCrTypes>(
+    []<int N> { return &RGBToYCbCrChannelsInput<N>; });
+constexpr VideoInputTable kRGBToYCbCrChannelsInput_mmr = buildVideoTable<VideoInputFcn, kFramesAndYCbCrTypes>(
+    []<int N> { return &RGBToYCbCrChannelsInput_mmr<N>; });
+constexpr VideoInputTable kYCbCrToYCbCrChannelsInput = buildVideoTable<VideoInputFcn, kFramesAndYCbCrTypes>(
+    []<int N> { return &YCbCrToYCbCrChannelsInput<N>; });
+constexpr VideoInputTable kYCbCrToRGBChannelsInput = buildVideoTable<VideoInputFcn, kFramesAndYCbCrTypes>(
+    []<int N> { return &YCbCrToRGBChannelsInput<N>; });
 
 }  // namespace rivulet

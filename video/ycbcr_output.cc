@@ -160,29 +160,16 @@ void YCbCrToYCbCrChannelsOutput(void const* yp, void const* cbp, void const* crp
   }
 }
 
-// Table members: entry N of a family's table is its routine for type N.
-#define RIVULET_MEMBER(Family, Fcn) \
-  template <int N>                 \
-  struct Family##Member {          \
-    static constexpr Fcn fcn = &Family<N>; \
-  };
-RIVULET_MEMBER(YCbCrToRGBChannelsOutput, VideoOutputFcn)
-RIVULET_MEMBER(RGBToYCbCrChannelsOutput, VideoOutputFcn)
-RIVULET_MEMBER(IntensityToYCbCrChannelsOutput, VideoOutputFcn)
-RIVULET_MEMBER(YCbCrToYCbCrChannelsOutput, VideoOutputFcn)
-#undef RIVULET_MEMBER
 
 }  // namespace
 
-constexpr VideoOutputTable kYCbCrToRGBChannelsOutput = buildVideoTable<VideoOutputFcn, YCbCrToRGBChannelsOutputMember>();
-constexpr VideoOutputTable kRGBToYCbCrChannelsOutput = buildVideoTable<VideoOutputFcn, RGBToYCbCrChannelsOutputMember>();
-constexpr VideoOutputTable kIntensityToYCbCrChannelsOutput = buildVideoTable<VideoOutputFcn, IntensityToYCbCrChannelsOutputMember>();
-constexpr VideoOutputTable kYCbCrToYCbCrChannelsOutput = buildVideoTable<VideoOutputFcn, YCbCrToYCbCrChannelsOutputMember>();
-#ifndef RIVULET_SANITIZE  // GCC cannot fold function addresses there
-static_assert(typesOf(kYCbCrToRGBChannelsOutput) == kFramesAndYCbCrTypes);
-static_assert(typesOf(kRGBToYCbCrChannelsOutput) == kFramesAndYCbCrTypes);
-static_assert(typesOf(kIntensityToYCbCrChannelsOutput) == kFramesAndYCbCrTypes);
-static_assert(typesOf(kYCbCrToYCbCrChannelsOutput) == kFramesAndYCbCrTypes);
-#endif
+constexpr VideoOutputTable kYCbCrToRGBChannelsOutput = buildVideoTable<VideoOutputFcn, kFramesAndYCbCrTypes>(
+    []<int N> { return &YCbCrToRGBChannelsOutput<N>; });
+constexpr VideoOutputTable kRGBToYCbCrChannelsOutput = buildVideoTable<VideoOutputFcn, kFramesAndYCbCrTypes>(
+    []<int N> { return &RGBToYCbCrChannelsOutput<N>; });
+constexpr VideoOutputTable kIntensityToYCbCrChannelsOutput = buildVideoTable<VideoOutputFcn, kFramesAndYCbCrTypes>(
+    []<int N> { return &IntensityToYCbCrChannelsOutput<N>; });
+constexpr VideoOutputTable kYCbCrToYCbCrChannelsOutput = buildVideoTable<VideoOutputFcn, kFramesAndYCbCrTypes>(
+    []<int N> { return &YCbCrToYCbCrChannelsOutput<N>; });
 
 }  // namespace rivulet
