@@ -7,9 +7,12 @@
 // there).
 #include <immintrin.h>
 
+#include <algorithm>
+
 // GCC 12's AVX-512 headers seed some intrinsics with an undefined vector and
 // then warn about it; the values are fully defined.
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#pragma GCC diagnostic ignored "-Wuninitialized"
 
 #include "video/frame_kernels_avx512_backward.h"
 #include "video/frame_kernels_simd.h"
@@ -183,6 +186,7 @@ int narrowInt32(const std::int32_t* src, std::uint8_t* dst, int n, float lo, flo
 // Byte plane j of the table for 64 indices: two 128-entry permutes (bits 0-6
 // of each index) and bit 7 choosing between them.
 inline __m512i lookUp(const WidenPlanes& t, int j, __m512i x, __mmask64 top) {
+  if ((t.used >> j & 1) == 0) return _mm512_setzero_si512();
   const std::uint8_t* p = t.plane[j];
   const __m512i lo = _mm512_permutex2var_epi8(load(p), x, load(p + 64));
   const __m512i hi = _mm512_permutex2var_epi8(load(p + 128), x, load(p + 192));
@@ -233,28 +237,58 @@ inline void widen8Block(const WidenPlanes& t, __m512i x, __m512i (&r)[8]) {
     }
 }
 
-template <bool Stream>
-int widen4Run(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t) {
-  auto* out = static_cast<std::uint8_t*>(dst);
-  int i = 0;
-  for (; i + 64 <= n; i += 64) {
-    __m512i r[4];
-    widen4Block(t, _mm512_permutexvar_epi8(idx(kIdx.order4), load(src + i)), r);
-    for (int q = 0; q < 4; ++q) storeAs<Stream>(out + 4 * i + 64 * q, r[q]);
-  }
-  return i;
+// Element masks of a block's results for its first m samples: result q of
+// a 4-byte block holds samples 16q.., of an 8-byte block 8q...
+template <int Size>
+inline std::uint32_t resultMask(int m, int q) {
+  constexpr int kPer = 64 / Size;
+  const int k = std::clamp(m - kPer * q, 0, kPer);
+  return (1u << k) - 1;
 }
 
-template <bool Stream>
-int widen8Run(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t) {
-  auto* out = static_cast<std::uint8_t*>(dst);
-  int i = 0;
-  for (; i + 64 <= n; i += 64) {
-    __m512i r[8];
-    widen8Block(t, _mm512_permutexvar_epi8(idx(kIdx.order8), load(src + i)), r);
-    for (int q = 0; q < 8; ++q) storeAs<Stream>(out + 8 * i + 64 * q, r[q]);
+// One block of up to 64 samples at out: the first m samples of src (a masked
+// load: nothing past them is read) through the table, each result stored
+// whole (m == 64, aligned and past the caches with Stream) or masked.
+template <int Size, bool Stream, bool Whole>
+[[gnu::always_inline]] inline void widenBlock(const std::uint8_t* src, std::uint8_t* out, int m, const WidenPlanes& t) {
+  constexpr int kResults = Size;  // 64 samples of Size bytes: Size lines
+  const __m512i x = Whole ? load(src) : _mm512_maskz_loadu_epi8(m >= 64 ? ~0ull : (1ull << m) - 1, src);
+  __m512i r[kResults];
+  if constexpr (Size == 4)
+    widen4Block(t, _mm512_permutexvar_epi8(idx(kIdx.order4), x), r);
+  else
+    widen8Block(t, _mm512_permutexvar_epi8(idx(kIdx.order8), x), r);
+  for (int q = 0; q < kResults; ++q) {
+    if constexpr (Whole) {
+      if constexpr (Stream)
+        _mm512_stream_si512(reinterpret_cast<__m512i*>(out + 64 * q), r[q]);
+      else
+        _mm512_store_si512(out + 64 * q, r[q]);
+    } else if (const std::uint32_t k = resultMask<Size>(m, q); k != 0) {
+      if constexpr (Size == 4)
+        _mm512_mask_storeu_epi32(out + 64 * q, static_cast<__mmask16>(k), r[q]);
+      else
+        _mm512_mask_storeu_epi64(out + 64 * q, static_cast<__mmask8>(k), r[q]);
+    }
   }
-  return i;
+}
+
+// The whole run: a masked block up to dst's first line boundary, whole
+// blocks onto aligned lines, a masked block for the rest. A dst that is not
+// aligned to its element is left to the plain form.
+template <int Size, bool Stream>
+int widenAll(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t) {
+  auto* out = static_cast<std::uint8_t*>(dst);
+  const auto address = reinterpret_cast<std::uintptr_t>(dst);
+  if (address % Size != 0) return 0;
+  int i = 0;
+  if (const int lead = std::min<int>(n, static_cast<int>((64 - address % 64) % 64 / Size)); lead > 0) {
+    widenBlock<Size, false, false>(src, out, lead, t);
+    i = lead;
+  }
+  for (; i + 64 <= n; i += 64) widenBlock<Size, Stream, true>(src + i, out + Size * i, 64, t);
+  if (i < n) widenBlock<Size, false, false>(src + i, out + Size * i, n - i, t);
+  return n;
 }
 
 // YUY2 straight to Y, Cb, Cr planes of 4- or 8-byte samples, 16 pairs a step.
@@ -292,12 +326,10 @@ int yuy2ToPlanes8(const std::uint8_t* f, void* y, void* cb, void* cr, int pairs,
 }
 
 int widen4(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t, bool stream) {
-  return stream && reinterpret_cast<std::uintptr_t>(dst) % 64 == 0 ? widen4Run<true>(src, dst, n, t)
-                                                                    : widen4Run<false>(src, dst, n, t);
+  return stream ? widenAll<4, true>(src, dst, n, t) : widenAll<4, false>(src, dst, n, t);
 }
 int widen8(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t, bool stream) {
-  return stream && reinterpret_cast<std::uintptr_t>(dst) % 64 == 0 ? widen8Run<true>(src, dst, n, t)
-                                                                    : widen8Run<false>(src, dst, n, t);
+  return stream ? widenAll<8, true>(src, dst, n, t) : widenAll<8, false>(src, dst, n, t);
 }
 
 }  // namespace
