@@ -250,8 +250,9 @@ inline void yuy2ToPlanesRow(const std::uint8_t* f, Sample<N>* y, Sample<N>* cb, 
     const int done = frameSimd().yuy2ToPlanes(f, y, cb, cr, pairs);
     yuy2ToPlanesRow_C<N>(f + 4 * done, y + 2 * done, cb + done, cr + done, pairs - done, lut);
   } else {
-    // 4- and 8-byte samples straight from the frame where the CPU has the
-    // forms (not past the caches: the three planes rarely share an alignment).
+    // Through the caches, 4- and 8-byte samples straight from the frame where
+    // the CPU has the forms; past them, by chunks, each plane from its own
+    // first line boundary (the three rarely share an alignment).
     int k = 0;
     if constexpr (sizeof(Sample<N>) == 4 || sizeof(Sample<N>) == 8) {
       if (!stream) {
