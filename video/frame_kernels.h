@@ -191,7 +191,7 @@ inline void mergeBGRRow(Sample<N> const* red, Sample<N> const* green, Sample<N> 
   }
 }
 
-// The widening table of a 4- or 8-byte type as byte planes for the fast
+// The widening table of a 2-, 4- or 8-byte type as byte planes for the fast
 // widening forms, made once from widenByte, the rule that fills EightBitLUT.
 template <int N>
 const WidenPlanes& widenPlanes() {
@@ -211,7 +211,7 @@ const WidenPlanes& widenPlanes() {
   return planes;
 }
 
-// Widening of a run: the byte-permute forms for 4- and 8-byte samples where
+// Widening of a run: the byte-permute forms for 2-, 4- and 8-byte samples where
 // the CPU has them (whole lines of dst aligned, and past the caches with
 // `stream`: the caller ends with endStream), the table look-up for the rest.
 template <int N>
@@ -219,9 +219,9 @@ inline void widenBytes(const std::uint8_t* src, Sample<N>* dst, int n, Sample<N>
                        bool stream = false) {
   using T = Sample<N>;
   int done = 0;
-  if constexpr (sizeof(T) == 4 || sizeof(T) == 8) {
+  if constexpr (sizeof(T) >= 2) {
     const FrameSimd& s = frameSimd();
-    done = (sizeof(T) == 4 ? s.widen4 : s.widen8)(src, dst, n, widenPlanes<N>(), stream);
+    done = (sizeof(T) == 2 ? s.widen2 : sizeof(T) == 4 ? s.widen4 : s.widen8)(src, dst, n, widenPlanes<N>(), stream);
   }
   if (done < n) widenRun<N>(src + done, dst + done, n - done, lut);
 }

@@ -33,6 +33,7 @@ struct PermuteIndices {
   // Input orders for the widening blocks (see widen4Block and widen8Block):
   // for a run of bytes, and for YUY2 to Y, Y, Cb, Cr (4-byte samples) or
   // Y x 4, Cb x 2, Cr x 2 (8-byte samples).
+  alignas(64) std::uint8_t order2[64];
   alignas(64) std::uint8_t order4[64];
   alignas(64) std::uint8_t order8[64];
   alignas(64) std::uint8_t yuy2Order4[64];
@@ -41,10 +42,12 @@ struct PermuteIndices {
   // c: 0 luma (32), 1 Cb (16), 2 Cr (16).
   static constexpr int yuy2Byte(int c, int e) { return c == 0 ? 2 * e : 4 * e + (c == 1 ? 1 : 3); }
   constexpr PermuteIndices()
-      : even{}, chroma{}, chromaPairs{}, yuy2{}, order4{}, order8{}, yuy2Order4{},
+      : even{}, chroma{}, chromaPairs{}, yuy2{}, order2{}, order4{}, order8{}, yuy2Order4{},
         yuy2Order8{} {
     for (int i = 0; i < 64; ++i) {
       const int j = i / 16, s = i % 16;  // 128-bit lane, byte within it
+      // 2-byte results: q = s / 8 holds sample 8j + s % 8 of its 32.
+      order2[i] = static_cast<std::uint8_t>(32 * (s / 8) + 8 * j + s % 8);
       // 4-byte results: q = s / 4 holds sample 4j + s % 4 of its 16.
       const int q4 = s / 4, e4 = 4 * j + s % 4;
       order4[i] = static_cast<std::uint8_t>(16 * q4 + e4);
@@ -201,6 +204,15 @@ void storeAs(std::uint8_t* p, __m512i v) {
     _mm512_storeu_si512(p, v);
 }
 
+// 64 look-ups of 2-byte samples: result q holds 32 samples, lane j the
+// bytes 16j + 8q.. of x's lane (order2 puts sample 8j + e of result q there).
+inline void widen2Block(const WidenPlanes& t, __m512i x, __m512i (&r)[2]) {
+  const __mmask64 top = _mm512_movepi8_mask(x);
+  const __m512i p0 = lookUp(t, 0, x, top), p1 = lookUp(t, 1, x, top);
+  r[0] = _mm512_unpacklo_epi8(p0, p1);
+  r[1] = _mm512_unpackhi_epi8(p0, p1);
+}
+
 // 64 look-ups of 4-byte samples: result q holds 16 samples. The in-lane
 // unpacks that join the four byte planes give lane j of result q the bytes
 // 16j + 4q.. of x's lane, so x comes in reordered (order4, yuy2Order4) to put
@@ -238,12 +250,12 @@ inline void widen8Block(const WidenPlanes& t, __m512i x, __m512i (&r)[8]) {
 }
 
 // Element masks of a block's results for its first m samples: result q of
-// a 4-byte block holds samples 16q.., of an 8-byte block 8q...
+// a block of Size-byte samples holds samples (64 / Size) q...
 template <int Size>
 inline std::uint32_t resultMask(int m, int q) {
   constexpr int kPer = 64 / Size;
   const int k = std::clamp(m - kPer * q, 0, kPer);
-  return (1u << k) - 1;
+  return k == 32 ? ~0u : (1u << k) - 1;
 }
 
 // One block of up to 64 samples at out: the first m samples of src (a masked
@@ -254,7 +266,9 @@ template <int Size, bool Stream, bool Whole>
   constexpr int kResults = Size;  // 64 samples of Size bytes: Size lines
   const __m512i x = Whole ? load(src) : _mm512_maskz_loadu_epi8(m >= 64 ? ~0ull : (1ull << m) - 1, src);
   __m512i r[kResults];
-  if constexpr (Size == 4)
+  if constexpr (Size == 2)
+    widen2Block(t, _mm512_permutexvar_epi8(idx(kIdx.order2), x), r);
+  else if constexpr (Size == 4)
     widen4Block(t, _mm512_permutexvar_epi8(idx(kIdx.order4), x), r);
   else
     widen8Block(t, _mm512_permutexvar_epi8(idx(kIdx.order8), x), r);
@@ -265,7 +279,9 @@ template <int Size, bool Stream, bool Whole>
       else
         _mm512_store_si512(out + 64 * q, r[q]);
     } else if (const std::uint32_t k = resultMask<Size>(m, q); k != 0) {
-      if constexpr (Size == 4)
+      if constexpr (Size == 2)
+        _mm512_mask_storeu_epi16(out + 64 * q, static_cast<__mmask32>(k), r[q]);
+      else if constexpr (Size == 4)
         _mm512_mask_storeu_epi32(out + 64 * q, static_cast<__mmask16>(k), r[q]);
       else
         _mm512_mask_storeu_epi64(out + 64 * q, static_cast<__mmask8>(k), r[q]);
@@ -325,6 +341,9 @@ int yuy2ToPlanes8(const std::uint8_t* f, void* y, void* cb, void* cr, int pairs,
   return k;
 }
 
+int widen2(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t, bool stream) {
+  return stream ? widenAll<2, true>(src, dst, n, t) : widenAll<2, false>(src, dst, n, t);
+}
 int widen4(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t, bool stream) {
   return stream ? widenAll<4, true>(src, dst, n, t) : widenAll<4, false>(src, dst, n, t);
 }
@@ -344,6 +363,7 @@ FrameSimd frameSimdAVX512() {
   s.narrowSingle = &narrowSingle;
   s.narrowDouble = &narrowDouble;
   s.narrowInt32 = &narrowInt32;
+  s.widen2 = &widen2;
   s.widen4 = &widen4;
   s.widen8 = &widen8;
   s.yuy2ToPlanes4 = &yuy2ToPlanes4;

@@ -14,7 +14,7 @@ namespace rivulet {
 
 struct YCbCrMatrices;
 
-// A 256-entry widening table of 4- or 8-byte samples split into byte planes:
+// A 256-entry widening table of 2-, 4- or 8-byte samples split into byte planes:
 // plane[j][i] is byte j (little-endian) of entry i, for the byte-permute
 // look-ups of the fast widening forms.
 struct WidenPlanes {
@@ -58,9 +58,10 @@ struct FrameSimd {
   int (*narrowSingle)(const float* src, std::uint8_t* dst, int n, float lo, float range);
   int (*narrowDouble)(const double* src, std::uint8_t* dst, int n, float lo, float range);
   int (*narrowInt32)(const std::int32_t* src, std::uint8_t* dst, int n, float lo, float range);
-  // Widening of n bytes to 4- or 8-byte samples by the table t. A form
+  // Widening of n bytes to 2-, 4- or 8-byte samples by the table t. A form
   // that does the whole run writes dst's whole 64-byte lines with aligned
   // stores, past the caches with `stream`, and masks the partial ones.
+  int (*widen2)(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t, bool stream);
   int (*widen4)(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t, bool stream);
   int (*widen8)(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t, bool stream);
   // YUY2 macro-pixels straight to Y, Cb, Cr runs of 4- or 8-byte samples

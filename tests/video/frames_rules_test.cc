@@ -312,6 +312,8 @@ TEST(FrameKernels, FastWideningEqualsPlain) {
   expectWidenRunsEqual<VIDEO_DOUBLE>();
   expectWidenRunsEqual<VIDEO_INT32>();
   expectWidenRunsEqual<VIDEO_UINT32>();
+  expectWidenRunsEqual<VIDEO_INT16>();
+  expectWidenRunsEqual<VIDEO_UINT16>();
 }
 
 // The fast forms take the load-time matrices (where the CPU has them), and a
