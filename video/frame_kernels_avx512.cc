@@ -2,9 +2,9 @@
 // YUY2 rearrangements as VBMI byte permutes across whole 64-byte vectors, the
 // backward transform pair by pair (each macro-pixel's chroma part computed
 // once for both its pixels; the BGR output by byte permutes), narrowing sixteen samples a step, and
-// widening by byte-permute table look-ups. The forward transform and the
-// plain planes-to-BGR merge stay at AVX2 width (the merge measured faster
-// there).
+// widening by byte-permute table look-ups, the forward transform with the
+// BGR split by byte permutes. The plain planes-to-BGR merge stays at AVX2
+// width (it measured faster there).
 #include <immintrin.h>
 
 #include <algorithm>
@@ -33,6 +33,12 @@ struct PermuteIndices {
   // Input orders for the widening blocks (see widen4Block and widen8Block):
   // for a run of bytes, and for YUY2 to Y, Y, Cb, Cr (4-byte samples) or
   // Y x 4, Cb x 2, Cr x 2 (8-byte samples).
+  // BGR split: byte j of component k (0 blue, 1 green, 2 red) is byte
+  // 3j + k of 192 pixel bytes a0 a1 a2; indices below 128 come from a0 a1 by
+  // a two-source permute, the rest from a2 by a masked one (bits of fromA2).
+  alignas(64) std::uint8_t splitLow[3][64];
+  alignas(64) std::uint8_t splitHigh[3][64];
+  std::uint64_t fromA2[3];
   alignas(64) std::uint8_t order2[64];
   alignas(64) std::uint8_t order4[64];
   alignas(64) std::uint8_t order8[64];
@@ -42,10 +48,16 @@ struct PermuteIndices {
   // c: 0 luma (32), 1 Cb (16), 2 Cr (16).
   static constexpr int yuy2Byte(int c, int e) { return c == 0 ? 2 * e : 4 * e + (c == 1 ? 1 : 3); }
   constexpr PermuteIndices()
-      : even{}, chroma{}, chromaPairs{}, yuy2{}, order2{}, order4{}, order8{}, yuy2Order4{},
+      : even{}, chroma{}, chromaPairs{}, yuy2{}, splitLow{}, splitHigh{}, fromA2{}, order2{}, order4{}, order8{}, yuy2Order4{},
         yuy2Order8{} {
     for (int i = 0; i < 64; ++i) {
       const int j = i / 16, s = i % 16;  // 128-bit lane, byte within it
+      for (int c = 0; c < 3; ++c) {
+        const int b = 3 * i + c;
+        splitLow[c][i] = static_cast<std::uint8_t>(b & 127);
+        splitHigh[c][i] = static_cast<std::uint8_t>(b >= 128 ? b - 128 : 0);
+        if (b >= 128) fromA2[c] |= std::uint64_t{1} << i;
+      }
       // 2-byte results: q = s / 8 holds sample 8j + s % 8 of its 32.
       order2[i] = static_cast<std::uint8_t>(32 * (s / 8) + 8 * j + s % 8);
       // 4-byte results: q = s / 4 holds sample 4j + s % 4 of its 16.
@@ -126,6 +138,70 @@ int yuy2ToRGB(const std::uint8_t* f, std::uint8_t* red, std::uint8_t* green, std
 int ycbcrToBGR(const std::uint8_t* y, const std::uint8_t* cb, const std::uint8_t* cr,
                std::uint8_t* out, int pairs, const YCbCrMatrices& m) {
   return backward512::ycbcrToBGR<false>(y, cb, cr, out, pairs, m);
+}
+
+// ---- Forward transform ----------------------------------------------------------------------------
+
+// The AVX2 form's 16-bit arithmetic (frame_kernels_avx2.cc: the same wrapping
+// sums, in the same lanes), 32 pairs a step: the pixels split into component
+// bytes by permutes, the left and right pixel of each pair in the low and
+// high byte of a 16-bit lane.
+struct Forward512 {
+  __m512i c[9], off[3];
+  bool ok;
+  explicit Forward512(const YCbCrMatrices& m) {
+    const int* f = m.fwd;
+    ok = f[0] >= 0 && f[1] >= 0 && f[2] >= 0 && (f[0] + f[1] + f[2]) * 255 + 128 <= 65535;
+    for (int row = 1; row < 3; ++row) {
+      int neg = 0, pos = 0;
+      for (int i = 0; i < 3; ++i) (f[3 * row + i] < 0 ? neg : pos) += f[3 * row + i];
+      ok = ok && neg * 255 + 128 >= -32768 && pos * 255 + 128 <= 32767;
+    }
+    for (int i = 0; i < 3; ++i) ok = ok && m.off[i] >= 0 && m.off[i] <= 255;
+    for (int i = 0; i < 9; ++i) c[i] = _mm512_set1_epi16(static_cast<short>(f[i]));
+    for (int i = 0; i < 3; ++i) off[i] = _mm512_set1_epi16(static_cast<short>(m.off[i]));
+  }
+  __m512i sum(int row, __m512i r, __m512i g, __m512i b) const {
+    const __m512i s = _mm512_add_epi16(
+        _mm512_add_epi16(_mm512_mullo_epi16(r, c[3 * row]), _mm512_mullo_epi16(g, c[3 * row + 1])),
+        _mm512_mullo_epi16(b, c[3 * row + 2]));
+    return _mm512_add_epi16(s, _mm512_set1_epi16(128));
+  }
+  __m512i luma(__m512i r, __m512i g, __m512i b) const {
+    return _mm512_min_epu16(_mm512_add_epi16(_mm512_srli_epi16(sum(0, r, g, b), 8), off[0]),
+                            _mm512_set1_epi16(255));
+  }
+  __m512i chroma(int row, __m512i r, __m512i g, __m512i b) const {
+    return _mm512_add_epi16(_mm512_srai_epi16(sum(row, r, g, b), 8), off[row]);
+  }
+};
+
+int bgrToYCbCr(const std::uint8_t* bgr, std::uint8_t* y, std::uint8_t* cb, std::uint8_t* cr,
+               int pairs, const YCbCrMatrices& m) {
+  const Forward512 t(m);
+  if (!t.ok) return 0;
+  const __m512i low = _mm512_set1_epi16(0x00FF);
+  // Cb of the 32 pairs in quadwords 0, 2, 4, 6 of the pack, Cr in 1, 3, 5, 7.
+  const __m512i apart = _mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7);
+  int k = 0;
+  for (; k + 32 <= pairs; k += 32) {
+    const std::uint8_t* p = bgr + 6 * k;
+    const __m512i a0 = load(p), a1 = load(p + 64), a2 = load(p + 128);
+    __m512i comp[3];  // blue, green, red
+    for (int c = 0; c < 3; ++c)
+      comp[c] = _mm512_mask_permutexvar_epi8(_mm512_permutex2var_epi8(a0, idx(kIdx.splitLow[c]), a1),
+                                             kIdx.fromA2[c], idx(kIdx.splitHigh[c]), a2);
+    const __m512i rE = _mm512_and_si512(comp[2], low), gE = _mm512_and_si512(comp[1], low),
+                  bE = _mm512_and_si512(comp[0], low);
+    const __m512i rO = _mm512_srli_epi16(comp[2], 8), gO = _mm512_srli_epi16(comp[1], 8),
+                  bO = _mm512_srli_epi16(comp[0], 8);
+    store(y + 2 * k, _mm512_or_si512(t.luma(rE, gE, bE), _mm512_slli_epi16(t.luma(rO, gO, bO), 8)));
+    const __m512i c = _mm512_permutexvar_epi64(apart, _mm512_packus_epi16(t.chroma(1, rE, gE, bE),
+                                                                          t.chroma(2, rE, gE, bE)));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(cb + k), _mm512_castsi512_si256(c));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(cr + k), _mm512_extracti64x4_epi64(c, 1));
+  }
+  return k;
 }
 
 // ---- Narrowing ----------------------------------------------------------------------------------
@@ -360,6 +436,7 @@ FrameSimd frameSimdAVX512() {
   s.planesToYUY2 = &planesToYUY2;
   s.yuy2ToRGB = &yuy2ToRGB;
   s.ycbcrToBGR = &ycbcrToBGR;
+  s.bgrToYCbCr = &bgrToYCbCr;
   s.narrowSingle = &narrowSingle;
   s.narrowDouble = &narrowDouble;
   s.narrowInt32 = &narrowInt32;
