@@ -230,16 +230,18 @@ inline void widenBytes(const std::uint8_t* src, Sample<N>* dst, int n, Sample<N>
 // widened run by run; the same values as widening each byte where it is made.
 inline constexpr int kWidenChunkPairs = 1024;
 
-// Pairs in the chunk that starts at pair k. The first chunk ends where the
-// first plane (perPair samples a pair) reaches a 64-byte boundary, so that
-// the later ones start on whole lines of it (and of the other planes where
-// they keep the same pace and alignment): no partial line between chunks.
+// Pairs in the chunk that starts at pair k. A run of more than one chunk
+// has a short first chunk that ends where the first plane (perPair samples a
+// pair) reaches a 64-byte boundary, so that the later ones start on whole
+// lines of it (and of the other planes where they keep the same pace and
+// alignment): no partial line between chunks.
 template <typename T>
 inline int widenChunk(int k, int pairs, const T* first, int perPair) {
   int n = kWidenChunkPairs;
   const auto address = reinterpret_cast<std::uintptr_t>(first);
   const std::uintptr_t pairBytes = perPair * sizeof(T);
-  if (k == 0 && address % pairBytes == 0 && address % 64 != 0) n = static_cast<int>((64 - address % 64) / pairBytes);
+  if (k == 0 && pairs > n && address % pairBytes == 0 && address % 64 != 0)
+    n = static_cast<int>((64 - address % 64) / pairBytes);
   return std::min(n, pairs - k);
 }
 
