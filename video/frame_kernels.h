@@ -191,7 +191,7 @@ inline void mergeBGRRow(Sample<N> const* red, Sample<N> const* green, Sample<N> 
   }
 }
 
-// The widening table of a 4- or 8-byte type as byte planes for the fast
+// The widening table of a 2-, 4- or 8-byte type as byte planes for the fast
 // widening forms, made once from widenByte, the rule that fills EightBitLUT.
 template <int N>
 const WidenPlanes& widenPlanes() {
@@ -201,38 +201,49 @@ const WidenPlanes& widenPlanes() {
       const Sample<N> v = widenByte<N>(i);
       std::uint8_t b[sizeof v];
       std::memcpy(b, &v, sizeof v);
-      for (unsigned j = 0; j < sizeof v; ++j) t.plane[j][i] = b[j];
+      for (unsigned j = 0; j < sizeof v; ++j) {
+        t.plane[j][i] = b[j];
+        if (b[j] != 0) t.used |= 1u << j;
+      }
     }
     return t;
   }();
   return planes;
 }
 
-// Widening of a run: the byte-permute forms for 4- and 8-byte samples where
-// the CPU has them, the table look-up for the rest. With `stream` the
-// elements up to dst's first 64-byte boundary are widened by the table and
-// the rest stored past the caches (the caller ends with endStream).
+// Widening of a run: the byte-permute forms for 2-, 4- and 8-byte samples where
+// the CPU has them (whole lines of dst aligned, and past the caches with
+// `stream`: the caller ends with endStream), the table look-up for the rest.
 template <int N>
 inline void widenBytes(const std::uint8_t* src, Sample<N>* dst, int n, Sample<N> const* lut,
                        bool stream = false) {
   using T = Sample<N>;
   int done = 0;
-  if constexpr (sizeof(T) == 4 || sizeof(T) == 8) {
-    const auto address = reinterpret_cast<std::uintptr_t>(dst);
-    if (stream && address % sizeof(T) == 0) {
-      done = std::min<int>(n, static_cast<int>((64 - address % 64) % 64 / sizeof(T)));
-      widenRun<N>(src, dst, done, lut);
-    }
+  if constexpr (sizeof(T) >= 2) {
     const FrameSimd& s = frameSimd();
-    done += (sizeof(T) == 4 ? s.widen4 : s.widen8)(src + done, dst + done, n - done,
-                                                   widenPlanes<N>(), stream);
+    done = (sizeof(T) == 2 ? s.widen2 : sizeof(T) == 4 ? s.widen4 : s.widen8)(src, dst, n, widenPlanes<N>(), stream);
   }
   if (done < n) widenRun<N>(src + done, dst + done, n - done, lut);
 }
 
 // Wide types: the byte form makes a chunk of bytes in L1, which is then
 // widened run by run; the same values as widening each byte where it is made.
-inline constexpr int kWidenChunkPairs = 512;
+inline constexpr int kWidenChunkPairs = 1024;
+
+// Pairs in the chunk that starts at pair k. A run of more than one chunk
+// has a short first chunk that ends where the first plane (perPair samples a
+// pair) reaches a 64-byte boundary, so that the later ones start on whole
+// lines of it (and of the other planes where they keep the same pace and
+// alignment): no partial line between chunks.
+template <typename T>
+inline int widenChunk(int k, int pairs, const T* first, int perPair) {
+  int n = kWidenChunkPairs;
+  const auto address = reinterpret_cast<std::uintptr_t>(first);
+  const std::uintptr_t pairBytes = perPair * sizeof(T);
+  if (k == 0 && pairs > n && address % pairBytes == 0 && address % 64 != 0)
+    n = static_cast<int>((64 - address % 64) / pairBytes);
+  return std::min(n, pairs - k);
+}
 
 template <int N>
 inline void yuy2ToPlanesRow(const std::uint8_t* f, Sample<N>* y, Sample<N>* cb, Sample<N>* cr,
@@ -241,8 +252,9 @@ inline void yuy2ToPlanesRow(const std::uint8_t* f, Sample<N>* y, Sample<N>* cb, 
     const int done = frameSimd().yuy2ToPlanes(f, y, cb, cr, pairs);
     yuy2ToPlanesRow_C<N>(f + 4 * done, y + 2 * done, cb + done, cr + done, pairs - done, lut);
   } else {
-    // 4- and 8-byte samples straight from the frame where the CPU has the
-    // forms (not past the caches: the three planes rarely share an alignment).
+    // Through the caches, 4- and 8-byte samples straight from the frame where
+    // the CPU has the forms; past them, by chunks, each plane from its own
+    // first line boundary (the three rarely share an alignment).
     int k = 0;
     if constexpr (sizeof(Sample<N>) == 4 || sizeof(Sample<N>) == 8) {
       if (!stream) {
@@ -252,8 +264,8 @@ inline void yuy2ToPlanesRow(const std::uint8_t* f, Sample<N>* y, Sample<N>* cb, 
       }
     }
     std::uint8_t yb[2 * kWidenChunkPairs], ub[kWidenChunkPairs], vb[kWidenChunkPairs];
-    for (; k < pairs; k += kWidenChunkPairs) {
-      const int n = std::min(kWidenChunkPairs, pairs - k);
+    for (int n; k < pairs; k += n) {
+      n = widenChunk(k, pairs, y, 2);
       yuy2ToPlanesRow<VIDEO_UINT8>(f + 4 * k, yb, ub, vb, n, nullptr);
       widenBytes<N>(yb, y + 2 * k, 2 * n, lut, stream);
       widenBytes<N>(ub, cb + k, n, lut, stream);
@@ -290,8 +302,8 @@ inline void yuy2ToRGBRow(const std::uint8_t* f, Sample<N>* red, Sample<N>* green
                       pairs - done, lut, m);
   } else {
     std::uint8_t b[3][2 * kWidenChunkPairs];
-    for (int k = 0; k < pairs; k += kWidenChunkPairs) {
-      const int n = std::min(kWidenChunkPairs, pairs - k);
+    for (int k = 0, n; k < pairs; k += n) {
+      n = widenChunk(k, pairs, red, 2);
       yuy2ToRGBRow<VIDEO_UINT8>(f + 4 * k, b[0], b[1], b[2], n, nullptr, m);
       widenBytes<N>(b[0], red + 2 * k, 2 * n, lut, stream);
       widenBytes<N>(b[1], green + 2 * k, 2 * n, lut, stream);
@@ -329,8 +341,8 @@ inline void bgrToYCbCrRow(const std::uint8_t* bgr, Sample<N>* y, Sample<N>* cb, 
                                pairs - done, lut, m);
   } else {
     std::uint8_t yb[2 * kWidenChunkPairs], ub[kWidenChunkPairs], vb[kWidenChunkPairs];
-    for (int k = 0; k < pairs; k += kWidenChunkPairs) {
-      const int n = std::min(kWidenChunkPairs, pairs - k);
+    for (int k = 0, n; k < pairs; k += n) {
+      n = widenChunk(k, pairs, y, 2);
       bgrToYCbCrRow<VIDEO_UINT8>(bgr + 6 * k, yb, ub, vb, n, nullptr, m);
       widenBytes<N>(yb, y + 2 * k, 2 * n, lut, stream);
       widenBytes<N>(ub, cb + k, n, lut, stream);

@@ -337,7 +337,8 @@ int noWidenYUY2(const std::uint8_t*, void*, void*, void*, int, const WidenPlanes
 extern const FrameSimd kFrameSimdAVX2 = {&mergeBGR,     &yuy2ToPlanes, &planesToYUY2,
                                          &yuy2ToRGB,    &ycbcrToBGR,   &bgrToYCbCr,
                                          &narrowSingle, &narrowDouble, &narrowInt32,
-                                         &noWiden,      &noWiden,      &noWidenYUY2,
+                                         &noWiden,      &noWiden,      &noWiden,
+                                         &noWidenYUY2,
                                          &noWidenYUY2};
 
 }  // namespace rivulet

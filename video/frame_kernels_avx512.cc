@@ -2,14 +2,17 @@
 // YUY2 rearrangements as VBMI byte permutes across whole 64-byte vectors, the
 // backward transform pair by pair (each macro-pixel's chroma part computed
 // once for both its pixels; the BGR output by byte permutes), narrowing sixteen samples a step, and
-// widening by byte-permute table look-ups. The forward transform and the
-// plain planes-to-BGR merge stay at AVX2 width (the merge measured faster
-// there).
+// widening by byte-permute table look-ups, the forward transform with the
+// BGR split by byte permutes. The plain planes-to-BGR merge stays at AVX2
+// width (it measured faster there).
 #include <immintrin.h>
+
+#include <algorithm>
 
 // GCC 12's AVX-512 headers seed some intrinsics with an undefined vector and
 // then warn about it; the values are fully defined.
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#pragma GCC diagnostic ignored "-Wuninitialized"
 
 #include "video/frame_kernels_avx512_backward.h"
 #include "video/frame_kernels_simd.h"
@@ -30,6 +33,13 @@ struct PermuteIndices {
   // Input orders for the widening blocks (see widen4Block and widen8Block):
   // for a run of bytes, and for YUY2 to Y, Y, Cb, Cr (4-byte samples) or
   // Y x 4, Cb x 2, Cr x 2 (8-byte samples).
+  // BGR split: byte j of component k (0 blue, 1 green, 2 red) is byte
+  // 3j + k of 192 pixel bytes a0 a1 a2; indices below 128 come from a0 a1 by
+  // a two-source permute, the rest from a2 by a masked one (bits of fromA2).
+  alignas(64) std::uint8_t splitLow[3][64];
+  alignas(64) std::uint8_t splitHigh[3][64];
+  std::uint64_t fromA2[3];
+  alignas(64) std::uint8_t order2[64];
   alignas(64) std::uint8_t order4[64];
   alignas(64) std::uint8_t order8[64];
   alignas(64) std::uint8_t yuy2Order4[64];
@@ -38,10 +48,18 @@ struct PermuteIndices {
   // c: 0 luma (32), 1 Cb (16), 2 Cr (16).
   static constexpr int yuy2Byte(int c, int e) { return c == 0 ? 2 * e : 4 * e + (c == 1 ? 1 : 3); }
   constexpr PermuteIndices()
-      : even{}, chroma{}, chromaPairs{}, yuy2{}, order4{}, order8{}, yuy2Order4{},
+      : even{}, chroma{}, chromaPairs{}, yuy2{}, splitLow{}, splitHigh{}, fromA2{}, order2{}, order4{}, order8{}, yuy2Order4{},
         yuy2Order8{} {
     for (int i = 0; i < 64; ++i) {
       const int j = i / 16, s = i % 16;  // 128-bit lane, byte within it
+      for (int c = 0; c < 3; ++c) {
+        const int b = 3 * i + c;
+        splitLow[c][i] = static_cast<std::uint8_t>(b & 127);
+        splitHigh[c][i] = static_cast<std::uint8_t>(b >= 128 ? b - 128 : 0);
+        if (b >= 128) fromA2[c] |= std::uint64_t{1} << i;
+      }
+      // 2-byte results: q = s / 8 holds sample 8j + s % 8 of its 32.
+      order2[i] = static_cast<std::uint8_t>(32 * (s / 8) + 8 * j + s % 8);
       // 4-byte results: q = s / 4 holds sample 4j + s % 4 of its 16.
       const int q4 = s / 4, e4 = 4 * j + s % 4;
       order4[i] = static_cast<std::uint8_t>(16 * q4 + e4);
@@ -122,6 +140,70 @@ int ycbcrToBGR(const std::uint8_t* y, const std::uint8_t* cb, const std::uint8_t
   return backward512::ycbcrToBGR<false>(y, cb, cr, out, pairs, m);
 }
 
+// ---- Forward transform ----------------------------------------------------------------------------
+
+// The AVX2 form's 16-bit arithmetic (frame_kernels_avx2.cc: the same wrapping
+// sums, in the same lanes), 32 pairs a step: the pixels split into component
+// bytes by permutes, the left and right pixel of each pair in the low and
+// high byte of a 16-bit lane.
+struct Forward512 {
+  __m512i c[9], off[3];
+  bool ok;
+  explicit Forward512(const YCbCrMatrices& m) {
+    const int* f = m.fwd;
+    ok = f[0] >= 0 && f[1] >= 0 && f[2] >= 0 && (f[0] + f[1] + f[2]) * 255 + 128 <= 65535;
+    for (int row = 1; row < 3; ++row) {
+      int neg = 0, pos = 0;
+      for (int i = 0; i < 3; ++i) (f[3 * row + i] < 0 ? neg : pos) += f[3 * row + i];
+      ok = ok && neg * 255 + 128 >= -32768 && pos * 255 + 128 <= 32767;
+    }
+    for (int i = 0; i < 3; ++i) ok = ok && m.off[i] >= 0 && m.off[i] <= 255;
+    for (int i = 0; i < 9; ++i) c[i] = _mm512_set1_epi16(static_cast<short>(f[i]));
+    for (int i = 0; i < 3; ++i) off[i] = _mm512_set1_epi16(static_cast<short>(m.off[i]));
+  }
+  __m512i sum(int row, __m512i r, __m512i g, __m512i b) const {
+    const __m512i s = _mm512_add_epi16(
+        _mm512_add_epi16(_mm512_mullo_epi16(r, c[3 * row]), _mm512_mullo_epi16(g, c[3 * row + 1])),
+        _mm512_mullo_epi16(b, c[3 * row + 2]));
+    return _mm512_add_epi16(s, _mm512_set1_epi16(128));
+  }
+  __m512i luma(__m512i r, __m512i g, __m512i b) const {
+    return _mm512_min_epu16(_mm512_add_epi16(_mm512_srli_epi16(sum(0, r, g, b), 8), off[0]),
+                            _mm512_set1_epi16(255));
+  }
+  __m512i chroma(int row, __m512i r, __m512i g, __m512i b) const {
+    return _mm512_add_epi16(_mm512_srai_epi16(sum(row, r, g, b), 8), off[row]);
+  }
+};
+
+int bgrToYCbCr(const std::uint8_t* bgr, std::uint8_t* y, std::uint8_t* cb, std::uint8_t* cr,
+               int pairs, const YCbCrMatrices& m) {
+  const Forward512 t(m);
+  if (!t.ok) return 0;
+  const __m512i low = _mm512_set1_epi16(0x00FF);
+  // Cb of the 32 pairs in quadwords 0, 2, 4, 6 of the pack, Cr in 1, 3, 5, 7.
+  const __m512i apart = _mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7);
+  int k = 0;
+  for (; k + 32 <= pairs; k += 32) {
+    const std::uint8_t* p = bgr + 6 * k;
+    const __m512i a0 = load(p), a1 = load(p + 64), a2 = load(p + 128);
+    __m512i comp[3];  // blue, green, red
+    for (int c = 0; c < 3; ++c)
+      comp[c] = _mm512_mask_permutexvar_epi8(_mm512_permutex2var_epi8(a0, idx(kIdx.splitLow[c]), a1),
+                                             kIdx.fromA2[c], idx(kIdx.splitHigh[c]), a2);
+    const __m512i rE = _mm512_and_si512(comp[2], low), gE = _mm512_and_si512(comp[1], low),
+                  bE = _mm512_and_si512(comp[0], low);
+    const __m512i rO = _mm512_srli_epi16(comp[2], 8), gO = _mm512_srli_epi16(comp[1], 8),
+                  bO = _mm512_srli_epi16(comp[0], 8);
+    store(y + 2 * k, _mm512_or_si512(t.luma(rE, gE, bE), _mm512_slli_epi16(t.luma(rO, gO, bO), 8)));
+    const __m512i c = _mm512_permutexvar_epi64(apart, _mm512_packus_epi16(t.chroma(1, rE, gE, bE),
+                                                                          t.chroma(2, rE, gE, bE)));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(cb + k), _mm512_castsi512_si256(c));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(cr + k), _mm512_extracti64x4_epi64(c, 1));
+  }
+  return k;
+}
+
 // ---- Narrowing ----------------------------------------------------------------------------------
 
 // The rule on sixteen samples, all in single precision. With t = (x - lo)
@@ -183,6 +265,7 @@ int narrowInt32(const std::int32_t* src, std::uint8_t* dst, int n, float lo, flo
 // Byte plane j of the table for 64 indices: two 128-entry permutes (bits 0-6
 // of each index) and bit 7 choosing between them.
 inline __m512i lookUp(const WidenPlanes& t, int j, __m512i x, __mmask64 top) {
+  if ((t.used >> j & 1) == 0) return _mm512_setzero_si512();
   const std::uint8_t* p = t.plane[j];
   const __m512i lo = _mm512_permutex2var_epi8(load(p), x, load(p + 64));
   const __m512i hi = _mm512_permutex2var_epi8(load(p + 128), x, load(p + 192));
@@ -195,6 +278,15 @@ void storeAs(std::uint8_t* p, __m512i v) {
     _mm512_stream_si512(reinterpret_cast<__m512i*>(p), v);
   else
     _mm512_storeu_si512(p, v);
+}
+
+// 64 look-ups of 2-byte samples: result q holds 32 samples, lane j the
+// bytes 16j + 8q.. of x's lane (order2 puts sample 8j + e of result q there).
+inline void widen2Block(const WidenPlanes& t, __m512i x, __m512i (&r)[2]) {
+  const __mmask64 top = _mm512_movepi8_mask(x);
+  const __m512i p0 = lookUp(t, 0, x, top), p1 = lookUp(t, 1, x, top);
+  r[0] = _mm512_unpacklo_epi8(p0, p1);
+  r[1] = _mm512_unpackhi_epi8(p0, p1);
 }
 
 // 64 look-ups of 4-byte samples: result q holds 16 samples. The in-lane
@@ -233,28 +325,62 @@ inline void widen8Block(const WidenPlanes& t, __m512i x, __m512i (&r)[8]) {
     }
 }
 
-template <bool Stream>
-int widen4Run(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t) {
-  auto* out = static_cast<std::uint8_t*>(dst);
-  int i = 0;
-  for (; i + 64 <= n; i += 64) {
-    __m512i r[4];
-    widen4Block(t, _mm512_permutexvar_epi8(idx(kIdx.order4), load(src + i)), r);
-    for (int q = 0; q < 4; ++q) storeAs<Stream>(out + 4 * i + 64 * q, r[q]);
-  }
-  return i;
+// Element masks of a block's results for its first m samples: result q of
+// a block of Size-byte samples holds samples (64 / Size) q...
+template <int Size>
+inline std::uint32_t resultMask(int m, int q) {
+  constexpr int kPer = 64 / Size;
+  const int k = std::clamp(m - kPer * q, 0, kPer);
+  return k == 32 ? ~0u : (1u << k) - 1;
 }
 
-template <bool Stream>
-int widen8Run(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t) {
-  auto* out = static_cast<std::uint8_t*>(dst);
-  int i = 0;
-  for (; i + 64 <= n; i += 64) {
-    __m512i r[8];
-    widen8Block(t, _mm512_permutexvar_epi8(idx(kIdx.order8), load(src + i)), r);
-    for (int q = 0; q < 8; ++q) storeAs<Stream>(out + 8 * i + 64 * q, r[q]);
+// One block of up to 64 samples at out: the first m samples of src (a masked
+// load: nothing past them is read) through the table, each result stored
+// whole (m == 64, aligned and past the caches with Stream) or masked.
+template <int Size, bool Stream, bool Whole>
+[[gnu::always_inline]] inline void widenBlock(const std::uint8_t* src, std::uint8_t* out, int m, const WidenPlanes& t) {
+  constexpr int kResults = Size;  // 64 samples of Size bytes: Size lines
+  const __m512i x = Whole ? load(src) : _mm512_maskz_loadu_epi8(m >= 64 ? ~0ull : (1ull << m) - 1, src);
+  __m512i r[kResults];
+  if constexpr (Size == 2)
+    widen2Block(t, _mm512_permutexvar_epi8(idx(kIdx.order2), x), r);
+  else if constexpr (Size == 4)
+    widen4Block(t, _mm512_permutexvar_epi8(idx(kIdx.order4), x), r);
+  else
+    widen8Block(t, _mm512_permutexvar_epi8(idx(kIdx.order8), x), r);
+  for (int q = 0; q < kResults; ++q) {
+    if constexpr (Whole) {
+      if constexpr (Stream)
+        _mm512_stream_si512(reinterpret_cast<__m512i*>(out + 64 * q), r[q]);
+      else
+        _mm512_store_si512(out + 64 * q, r[q]);
+    } else if (const std::uint32_t k = resultMask<Size>(m, q); k != 0) {
+      if constexpr (Size == 2)
+        _mm512_mask_storeu_epi16(out + 64 * q, static_cast<__mmask32>(k), r[q]);
+      else if constexpr (Size == 4)
+        _mm512_mask_storeu_epi32(out + 64 * q, static_cast<__mmask16>(k), r[q]);
+      else
+        _mm512_mask_storeu_epi64(out + 64 * q, static_cast<__mmask8>(k), r[q]);
+    }
   }
-  return i;
+}
+
+// The whole run: a masked block up to dst's first line boundary, whole
+// blocks onto aligned lines, a masked block for the rest. A dst that is not
+// aligned to its element is left to the plain form.
+template <int Size, bool Stream>
+int widenAll(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t) {
+  auto* out = static_cast<std::uint8_t*>(dst);
+  const auto address = reinterpret_cast<std::uintptr_t>(dst);
+  if (address % Size != 0) return 0;
+  int i = 0;
+  if (const int lead = std::min<int>(n, static_cast<int>((64 - address % 64) % 64 / Size)); lead > 0) {
+    widenBlock<Size, false, false>(src, out, lead, t);
+    i = lead;
+  }
+  for (; i + 64 <= n; i += 64) widenBlock<Size, Stream, true>(src + i, out + Size * i, 64, t);
+  if (i < n) widenBlock<Size, false, false>(src + i, out + Size * i, n - i, t);
+  return n;
 }
 
 // YUY2 straight to Y, Cb, Cr planes of 4- or 8-byte samples, 16 pairs a step.
@@ -291,13 +417,14 @@ int yuy2ToPlanes8(const std::uint8_t* f, void* y, void* cb, void* cr, int pairs,
   return k;
 }
 
+int widen2(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t, bool stream) {
+  return stream ? widenAll<2, true>(src, dst, n, t) : widenAll<2, false>(src, dst, n, t);
+}
 int widen4(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t, bool stream) {
-  return stream && reinterpret_cast<std::uintptr_t>(dst) % 64 == 0 ? widen4Run<true>(src, dst, n, t)
-                                                                    : widen4Run<false>(src, dst, n, t);
+  return stream ? widenAll<4, true>(src, dst, n, t) : widenAll<4, false>(src, dst, n, t);
 }
 int widen8(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t, bool stream) {
-  return stream && reinterpret_cast<std::uintptr_t>(dst) % 64 == 0 ? widen8Run<true>(src, dst, n, t)
-                                                                    : widen8Run<false>(src, dst, n, t);
+  return stream ? widenAll<8, true>(src, dst, n, t) : widenAll<8, false>(src, dst, n, t);
 }
 
 }  // namespace
@@ -309,9 +436,11 @@ FrameSimd frameSimdAVX512() {
   s.planesToYUY2 = &planesToYUY2;
   s.yuy2ToRGB = &yuy2ToRGB;
   s.ycbcrToBGR = &ycbcrToBGR;
+  s.bgrToYCbCr = &bgrToYCbCr;
   s.narrowSingle = &narrowSingle;
   s.narrowDouble = &narrowDouble;
   s.narrowInt32 = &narrowInt32;
+  s.widen2 = &widen2;
   s.widen4 = &widen4;
   s.widen8 = &widen8;
   s.yuy2ToPlanes4 = &yuy2ToPlanes4;

@@ -39,7 +39,8 @@ int noWidenYUY2(const std::uint8_t*, void*, void*, void*, int, const WidenPlanes
 constexpr FrameSimd kNone = {&none3,           &noneSplit,         &none3,
                              &noneSplitM,      &noneMergeM,        &noneSplitM,
                              &noneNarrow<float>, &noneNarrow<double>, &noneNarrow<std::int32_t>,
-                             &noneWiden,       &noneWiden,         &noWidenYUY2,
+                             &noneWiden,       &noneWiden,         &noneWiden,
+                             &noWidenYUY2,
                              &noWidenYUY2};
 
 const FrameSimd& avx512Set() {

@@ -14,11 +14,14 @@ namespace rivulet {
 
 struct YCbCrMatrices;
 
-// A 256-entry widening table of 4- or 8-byte samples split into byte planes:
+// A 256-entry widening table of 2-, 4- or 8-byte samples split into byte planes:
 // plane[j][i] is byte j (little-endian) of entry i, for the byte-permute
 // look-ups of the fast widening forms.
 struct WidenPlanes {
   alignas(64) std::uint8_t plane[8][256];
+  // Bit j set where plane j is not all zero (the low bytes of a widened
+  // single or of a shifted integer are): the others need no look-up.
+  unsigned used;
 };
 
 // 1 / range when that is exact (range a power of two whose reciprocal is a
@@ -55,8 +58,10 @@ struct FrameSimd {
   int (*narrowSingle)(const float* src, std::uint8_t* dst, int n, float lo, float range);
   int (*narrowDouble)(const double* src, std::uint8_t* dst, int n, float lo, float range);
   int (*narrowInt32)(const std::int32_t* src, std::uint8_t* dst, int n, float lo, float range);
-  // Widening of n bytes to 4- or 8-byte samples by the table t; with
-  // `stream` and a 64-byte aligned dst, by non-temporal stores.
+  // Widening of n bytes to 2-, 4- or 8-byte samples by the table t. A form
+  // that does the whole run writes dst's whole 64-byte lines with aligned
+  // stores, past the caches with `stream`, and masks the partial ones.
+  int (*widen2)(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t, bool stream);
   int (*widen4)(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t, bool stream);
   int (*widen8)(const std::uint8_t* src, void* dst, int n, const WidenPlanes& t, bool stream);
   // YUY2 macro-pixels straight to Y, Cb, Cr runs of 4- or 8-byte samples

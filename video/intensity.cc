@@ -64,24 +64,23 @@ void YCbCrToIntensityChannelsInput(void const* frame, void* plane0, void*, void*
                                    VideoFrameOrientation orientation) {
   using T = Sample<N>;
   if (orientation != ORIENTATION_ROW_MAJOR && orientation != ORIENTATION_COLUMN_MAJOR) return;
-  // Both steps folded into one 256-entry table, built from the rules per call.
-  T table[256];
+  // The 8-bit step as a 256-entry table, built from the rule per call.
+  std::uint8_t table[256];
   const T* lut = eightBitTable<N>();
-  for (int y = 0; y < 256; ++y)
-    table[y] = byteToSample<N>(lut, lumaToByte(static_cast<std::uint8_t>(y)));
+  for (int y = 0; y < 256; ++y) table[y] = lumaToByte(static_cast<std::uint8_t>(y));
   const std::uint8_t* yuy2 = static_cast<const std::uint8_t*>(frame);
   T* out = static_cast<T*>(plane0);
   if (orientation == ORIENTATION_ROW_MAJOR) {
     const std::int32_t count = product32(w, h);
     if (count < 1) return;
     const bool stream = streamFor(sizeof(T) * std::int64_t{count});
-    lumaRun<N>(yuy2, out, count, table, stream);
+    lumaRun<N>(yuy2, out, count, table, lut, stream);
     endStream(stream);
   } else {
     if (w <= 0 || h <= 0) return;
     T* const planes[1] = {out};
     const auto row = [&](int r, int c, int n, T* const o[1], bool) {
-      lumaRun<N>(yuy2 + 2 * (static_cast<std::int64_t>(r) * w + c), o[0], n, table);
+      lumaRun<N>(yuy2 + 2 * (static_cast<std::int64_t>(r) * w + c), o[0], n, table, lut);
     };
     const bool stream = streamFor(sizeof(T) * std::int64_t{w} * h);
     planesFromRows<T, 1>(row, planes, w, h, ORIENTATION_COLUMN_MAJOR, stream);

@@ -155,40 +155,6 @@ std::int64_t lumaBytes(const std::uint8_t* yuy2, void* dst, std::int64_t n, cons
   return i;
 }
 
-// Wide samples by gathers from the table: the luma byte of each macro-pixel
-// half is the low byte of a 16-bit lane. With `stream`, the stores from the
-// first line boundary of dst on go past the caches.
-template <int Bytes>
-std::int64_t lumaWide(const std::uint8_t* yuy2, void* dst, std::int64_t n, const void* table, bool stream) {
-  constexpr int L = 64 / Bytes;  // samples a vector
-  auto* out = static_cast<std::uint8_t*>(dst);
-  const auto* t = static_cast<const std::uint8_t*>(table);
-  std::int64_t i = 0;
-  const auto a = reinterpret_cast<std::uintptr_t>(dst);
-  if (stream && a % Bytes == 0) {
-    for (; i < n && (a + i * Bytes) % 64 != 0; ++i) std::memcpy(out + i * Bytes, t + yuy2[2 * i] * Bytes, Bytes);
-  } else {
-    stream = false;
-  }
-  for (; i + L <= n; i += L) {
-    __m512i v;  // the L pixels' 2L bytes
-    if constexpr (Bytes == 8) {
-      const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(yuy2 + 2 * i));
-      const __m512i idx = _mm512_and_si512(_mm512_cvtepu16_epi64(x), _mm512_set1_epi64(0xFF));
-      v = _mm512_castpd_si512(_mm512_i64gather_pd(idx, t, 8));
-    } else {
-      const __m256i x = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(yuy2 + 2 * i));
-      const __m512i idx = _mm512_and_si512(_mm512_cvtepu16_epi32(x), _mm512_set1_epi32(0xFF));
-      v = _mm512_i32gather_epi32(idx, t, 4);
-    }
-    if (stream)
-      _mm512_stream_si512(reinterpret_cast<__m512i*>(out + i * Bytes), v);
-    else
-      _mm512_storeu_si512(out + i * Bytes, v);
-  }
-  return i;
-}
-
 // VIDEO_DOUBLE past the caches, sixteen pixels a load, in two halves of
 // eight lanes each.
 std::int64_t intensityBGRDoubleStreamed16(const std::uint8_t* bgr, void* dst, std::int64_t n) {
@@ -213,8 +179,6 @@ constexpr IntensityForms withByteForms(IntensityForms f) {
   f.planes[VIDEO_UINT8] = &intensityPlanesBytes;
   f.bgrDoubleStreamed = &intensityBGRDoubleStreamed16;
   f.lumaBytes = &lumaBytes;
-  f.luma4 = &lumaWide<4>;
-  f.luma8 = &lumaWide<8>;
   return f;
 }
 

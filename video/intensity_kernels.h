@@ -4,8 +4,10 @@
 #ifndef RIVULET_VIDEO_INTENSITY_KERNELS_H
 #define RIVULET_VIDEO_INTENSITY_KERNELS_H
 
+#include <algorithm>
 #include <cstdint>
 
+#include "video/frame_kernels.h"
 #include "video/full_range_rules.h"
 
 namespace rivulet {
@@ -24,11 +26,12 @@ inline void intensityRunFromPlanes_C(const std::uint8_t* r, const std::uint8_t* 
   for (std::int64_t i = 0; i < n; ++i) dst[i] = intensityToSample<N>(intensityOfRGB(r[i], g[i], b[i]));
 }
 
-// table[y] is the sample of luma byte y (every other byte of a YUY2 run).
+// Luma byte y (every other byte of a YUY2 run) becomes the sample of byte
+// bytes[y] (the 8-bit intensity of that luma), widened through lut.
 template <int N>
 inline void lumaRun_C(const std::uint8_t* yuy2, Sample<N>* dst, std::int64_t n,
-                      Sample<N> const* table) {
-  for (std::int64_t i = 0; i < n; ++i) dst[i] = table[yuy2[2 * i]];
+                      const std::uint8_t* bytes, Sample<N> const* lut) {
+  for (std::int64_t i = 0; i < n; ++i) dst[i] = byteToSample<N>(lut, bytes[yuy2[2 * i]]);
 }
 
 // ---- Fast forms, one table per instruction set (intensity_avx2.cc, intensity_avx512.cc) --
@@ -43,11 +46,8 @@ struct IntensityForms {
   std::int64_t (*bgrDoubleStreamed)(const std::uint8_t* bgr, void* dst, std::int64_t n);
   std::int64_t (*planesDoubleStreamed)(const std::uint8_t* r, const std::uint8_t* g, const std::uint8_t* b,
                                        void* dst, std::int64_t n);
-  // dst[i] = table[yuy2[2 * i]] for samples of 1, 4 and 8 bytes (the wide
-  // ones past the caches with `stream`); null where not fast.
+  // dst[i] = table[yuy2[2 * i]] for a table of 256 bytes; null where not fast.
   std::int64_t (*lumaBytes)(const std::uint8_t* yuy2, void* dst, std::int64_t n, const void* table);
-  std::int64_t (*luma4)(const std::uint8_t* yuy2, void* dst, std::int64_t n, const void* table, bool stream);
-  std::int64_t (*luma8)(const std::uint8_t* yuy2, void* dst, std::int64_t n, const void* table, bool stream);
 };
 extern const IntensityForms kIntensityForms_AVX2;
 extern const IntensityForms kIntensityForms_AVX512;
@@ -102,18 +102,27 @@ inline void intensityRunFromPlanes(const std::uint8_t* r, const std::uint8_t* g,
   intensityRunFromPlanes_C<N>(r + done, g + done, b + done, dst + done, n - done);
 }
 
-// The fast table forms where there are, the plain form for the rest.
+// The byte form where there is one; samples of other types by chunks of
+// bytes in L1, each then widened by the type's rule (frame_kernels.h: the
+// whole lines of dst past the caches with `stream`).
 template <int N>
-inline void lumaRun(const std::uint8_t* yuy2, Sample<N>* dst, std::int64_t n,
-                    Sample<N> const* table, bool stream = false) {
-  std::int64_t done = 0;
-  if (const IntensityForms* f = intensityForms()) {
-    constexpr std::size_t kSize = sizeof(Sample<N>);
-    const auto form = kSize == 8 ? f->luma8 : (kSize == 4 ? f->luma4 : nullptr);
-    if (kSize == 1 && f->lumaBytes != nullptr) done = f->lumaBytes(yuy2, dst, n, table);
-    if (form != nullptr) done = form(yuy2, dst, n, table, stream);
+inline void lumaRun(const std::uint8_t* yuy2, Sample<N>* dst, std::int64_t n, const std::uint8_t* bytes,
+                    Sample<N> const* lut, bool stream = false) {
+  const IntensityForms* f = intensityForms();
+  const auto byteForm = f != nullptr ? f->lumaBytes : nullptr;
+  if constexpr (N == VIDEO_UINT8) {
+    const std::int64_t done = byteForm != nullptr ? byteForm(yuy2, dst, n, bytes) : 0;
+    lumaRun_C<N>(yuy2 + 2 * done, dst + done, n - done, bytes, lut);
+  } else {
+    constexpr int kChunk = 2048;
+    alignas(64) std::uint8_t chunk[kChunk];
+    for (std::int64_t i = 0; i < n; i += kChunk) {
+      const int m = static_cast<int>(std::min<std::int64_t>(kChunk, n - i));
+      const std::int64_t done = byteForm != nullptr ? byteForm(yuy2 + 2 * i, chunk, m, bytes) : 0;
+      for (std::int64_t k = done; k < m; ++k) chunk[k] = bytes[yuy2[2 * (i + k)]];
+      widenBytes<N>(chunk, dst + i, m, lut, stream);
+    }
   }
-  lumaRun_C<N>(yuy2 + 2 * done, dst + done, n - done, table);
 }
 
 }  // namespace rivulet

@@ -106,8 +106,6 @@ constexpr IntensityForms makeIntensityForms() {
        &intensityPlanesForm<Ops, 6>, &intensityPlanesForm<Ops, 7>, &intensityPlanesForm<Ops, 8>},
       &intensityBGRDoubleStreamed<Ops>,
       &intensityPlanesDoubleStreamed<Ops>,
-      nullptr,
-      nullptr,
       nullptr};
 }
 

@@ -110,9 +110,10 @@ void YCbCrToYCbCrChannelsInput(void const* frame, void* yp, void* cbp, void* crp
   if (orientation == ORIENTATION_ROW_MAJOR) {
     const std::int32_t n = product32(w, h);
     if (n <= 0) return;
-    // Through the caches: the wide forms widen straight from the frame into
-    // the three planes, which rarely share the alignment streaming needs.
-    yuy2ToPlanesRow<N>(f, planes.p[0], planes.p[1], planes.p[2], ((n - 1) >> 1) + 1, lut);
+    const int pairs = ((n - 1) >> 1) + 1;
+    const bool stream = streamFor(4 * sizeof(T) * std::int64_t{pairs});
+    yuy2ToPlanesRow<N>(f, planes.p[0], planes.p[1], planes.p[2], pairs, lut, stream);
+    endStream(stream);
   } else if (orientation == ORIENTATION_COLUMN_MAJOR) {
     if (w <= 0 || h <= 0) return;
     if (w % 2 == 0) {

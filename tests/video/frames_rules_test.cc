@@ -273,20 +273,24 @@ TEST(FrameKernels, FastNarrowingEqualsPlain) {
 }
 
 // Widening by the byte-permute forms equals the table on every byte value,
-// every run length and every start, stored through the caches or past them.
+// every run length, every start and every place of dst within a 64-byte
+// line, stored through the caches or past them; guards on both sides.
 template <int N>
 void expectWidenRunsEqual() {
   using T = Sample<N>;
   initEightBitLUT(static_cast<VideoDataType>(N));
   Bytes src(600);
   for (size_t i = 0; i < src.size(); ++i) src[i] = static_cast<std::uint8_t>(i * 167 + i / 256);
+  constexpr int kLine = 64 / sizeof(T);
   for (int start = 0; start < 6; ++start)
     for (int n = 0; n <= 300; n += start + 1) {
-      std::vector<T> fast(301, T(7)), plain(301, T(7));
-      widenBytes<N>(src.data() + start, fast.data(), n, eightBitTable<N>(), start >= 3);
-      widenRun<N>(src.data() + start, plain.data(), n, eightBitTable<N>());
-      ASSERT_EQ(0, std::memcmp(fast.data(), plain.data(), sizeof(T) * fast.size()))
-          << "type " << N << ", " << n << " samples from " << start;
+      alignas(64) T fast[2 * kLine + 301], plain[2 * kLine + 301];
+      std::fill_n(fast, 2 * kLine + 301, T(7));
+      std::fill_n(plain, 2 * kLine + 301, T(7));
+      const int at = kLine + (n + start) % kLine;
+      widenBytes<N>(src.data() + start, fast + at, n, eightBitTable<N>(), start >= 3);
+      widenRun<N>(src.data() + start, plain + at, n, eightBitTable<N>());
+      ASSERT_EQ(0, std::memcmp(fast, plain, sizeof fast)) << "type " << N << ", " << n << " samples from " << start;
     }
   // The YUY2 forms that widen straight from the frame, on every pair count:
   // Y at 0, Cb at 266, Cr at 399, a guard element after each.
@@ -308,6 +312,8 @@ TEST(FrameKernels, FastWideningEqualsPlain) {
   expectWidenRunsEqual<VIDEO_DOUBLE>();
   expectWidenRunsEqual<VIDEO_INT32>();
   expectWidenRunsEqual<VIDEO_UINT32>();
+  expectWidenRunsEqual<VIDEO_INT16>();
+  expectWidenRunsEqual<VIDEO_UINT16>();
 }
 
 // The fast forms take the load-time matrices (where the CPU has them), and a

@@ -196,13 +196,14 @@ namespace {
 template <int N>
 void expectLumaRunsEqualPlain(const std::vector<std::uint8_t>& yuy2, int n) {
   using T = Sample<N>;
-  T table[256];
-  for (int i = 0; i < 256; ++i) table[i] = static_cast<T>(i * 3 + 1);
+  initEightBitLUT(static_cast<VideoDataType>(N));
+  std::uint8_t table[256];
+  for (int i = 0; i < 256; ++i) table[i] = static_cast<std::uint8_t>(i * 3 + 1);
   std::vector<T> fast(n + 8), plain(n + 8);
   for (int shift = 0; shift < 8; ++shift)
     for (bool stream : {false, true}) {
-      lumaRun<N>(yuy2.data(), fast.data() + shift, n - shift, table, stream);
-      lumaRun_C<N>(yuy2.data(), plain.data() + shift, n - shift, table);
+      lumaRun<N>(yuy2.data(), fast.data() + shift, n - shift, table, eightBitTable<N>(), stream);
+      lumaRun_C<N>(yuy2.data(), plain.data() + shift, n - shift, table, eightBitTable<N>());
       for (int i = shift; i < n; ++i) ASSERT_TRUE(same(fast[i], plain[i])) << "type " << N << " shift " << shift;
     }
 }
@@ -228,6 +229,8 @@ TEST(IntensityFastForms, StreamedFormsEqualPlain) {
   expectLumaRunsEqualPlain<VIDEO_DOUBLE>(yuy2, n);
   expectLumaRunsEqualPlain<VIDEO_SINGLE>(yuy2, n);
   expectLumaRunsEqualPlain<VIDEO_UINT32>(yuy2, n);
+  expectLumaRunsEqualPlain<VIDEO_INT32>(yuy2, n);
+  expectLumaRunsEqualPlain<VIDEO_INT16>(yuy2, n);
   expectLumaRunsEqualPlain<VIDEO_UINT8>(yuy2, n);
 }
 
