@@ -73,10 +73,10 @@ void RGBToYCbCrChannelsInput_mmr(void const* frame, void* yp, void* cbp, void* c
     // A tile of the column-major source is gathered, converted row by row
     // into a tile of results, and that is written out column-major.
     const std::int64_t H = h;
-    Tile<std::uint8_t, 3, kStripRows<T>> in;
+    Tile<std::uint8_t, 3, kLineRows<T>> in;
     Tile<T, 3> out;
-    for (int r0 = 0; r0 < h; r0 += kStripRows<T>) {
-      const int rows = std::min(kStripRows<T>, h - r0);
+    for (int r0 = 0; r0 < h; r0 += kLineRows<T>) {
+      const int rows = std::min(kLineRows<T>, h - r0);
       for (int k0 = 0; k0 < pairs; k0 += kBlockUnits) {
         const int n = std::min(kBlockUnits, pairs - k0);
         for (int p = 0; p < 3; ++p) gatherTile(rgb[p], H, 2 * std::int64_t{k0}, r0, rows, 2 * n, in[p]);
