@@ -179,7 +179,7 @@ void columnsToRows(E const* const (&planes)[P], const int (&per)[P], int h, int 
 // ---- Small tiles, for a walk between two column-major sides -------------------------------
 
 // kLineRows<E> rows of up to kTileStride elements of each of P planes.
-inline constexpr int kBlockUnits = 128;
+inline constexpr int kBlockUnits = 64;
 inline constexpr int kTileStride = 2 * kBlockUnits;
 template <typename E, int P, int Rows = kLineRows<E>>
 using Tile = E[P][Rows][kTileStride];
