@@ -55,30 +55,32 @@ inline std::int64_t stripStride(int per, std::int64_t n) {
   return bytes / static_cast<std::int64_t>(sizeof(E));
 }
 
-// The strips of one walk: their rows, the first strip's rows (shorter where
-// that lines the others up with the lines of the columns), and the piece
-// of the width that fits a buffer of `bytes`.
+// The strips of one walk. Rows of plane p sit in a ring of `ringRows` rows,
+// picture row r at ring row (r + shift[p]) mod ringRows. Where the walk
+// streams samples of 4 and 8 bytes and a plane's columns are not aligned
+// to a line at row 0 (but are at some row lead, H being whole lines), the
+// shift puts row lead at a ring line boundary: its columns are then written
+// a whole line at a time past the caches, the rows short of a line held
+// over to the next band. Without a shift the ring is one strip.
 template <typename E, int P>
 struct StripShape {
-  int lead = 0;  // rows of the first strip, 0 for a full one
+  int ringRows = kStripRows<E>;
+  int shift[P] = {};
   std::int64_t unitsPerPiece = 0;
   StripShape(E const* const (&planes)[P], const int (&per)[P], int h, int units, std::int64_t bytes,
              bool stream) {
+    constexpr int L = kLineRows<E>;
+    if (sizeof(E) >= 4 && stream && (std::int64_t{h} * sizeof(E)) % 64 == 0)
+      for (int p = 0; p < P; ++p) {
+        const auto address = reinterpret_cast<std::uintptr_t>(planes[p]) % 64;
+        if (address % sizeof(E) == 0) shift[p] = (L - static_cast<int>((64 - address) % 64 / sizeof(E))) % L;
+        if (shift[p] != 0) ringRows = kStripRows<E> + L;
+      }
     std::int64_t perUnit = 0;
     for (int p = 0; p < P; ++p) perUnit += per[p];
     // Strides round up and may gain a line: a line per plane of slack.
-    const std::int64_t usable = bytes / kStripRows<E> - P * 128;
+    const std::int64_t usable = bytes / ringRows - P * 128;
     unitsPerPiece = std::max<std::int64_t>(1, std::min<std::int64_t>(units, usable / (perUnit * sizeof(E))));
-    if (sizeof(E) >= 4 && stream) {
-      // Columns starting on a line boundary, all planes alike, are streamed
-      // whole once a short first strip brings the rows to that boundary.
-      if ((std::int64_t{h} * sizeof(E)) % 64 == 0) {
-        const auto address = [&](int p) { return reinterpret_cast<std::uintptr_t>(planes[p]) % 64; };
-        bool alike = address(0) % sizeof(E) == 0;
-        for (int p = 1; p < P; ++p) alike = alike && address(p) == address(0);
-        if (alike) lead = static_cast<int>((64 - address(0)) % 64 / sizeof(E));
-      }
-    }
   }
 };
 
@@ -97,35 +99,49 @@ inline void stripToColumns(const E* strip, std::int64_t stride, E* to, std::int6
 }
 
 // One walk over a strip buffer of `bytes`: frame to planes where ToPlanes,
-// else planes to frame.
+// else planes to frame. The width is walked in pieces that fit the buffer,
+// each from top to bottom, so a ring holds rows of the piece alone.
 template <bool ToPlanes, typename E, int P, typename Planes, typename RowFn>
 void walkStrips(const Planes (&planes)[P], const int (&per)[P], int h, int units, RowFn& rowFn, bool stream,
                 unsigned char* buffer, std::int64_t bytes) {
+  constexpr int S = kStripRows<E>, L = kLineRows<E>;
   E const* view[P];
   for (int p = 0; p < P; ++p) view[p] = planes[p];
-  const StripShape<E, P> shape(view, per, h, units, bytes, stream);
+  const StripShape<E, P> shape(view, per, h, units, bytes, ToPlanes && stream);
+  const int R = shape.ringRows;
   const std::int64_t H = h;
+  // Strides for the widest piece serve every piece.
+  E* strip[P];
+  std::int64_t stride[P];
+  E* next = reinterpret_cast<E*>(buffer);
+  for (int p = 0; p < P; ++p) {
+    strip[p] = next;
+    stride[p] = stripStride<E>(per[p], shape.unitsPerPiece);
+    next += stride[p] * R;
+  }
   for (int u0 = 0; u0 < units;) {
     const int n = static_cast<int>(std::min<std::int64_t>(shape.unitsPerPiece, units - u0));
-    E* strip[P];
-    std::int64_t stride[P];
-    E* next = reinterpret_cast<E*>(buffer);
-    for (int p = 0; p < P; ++p) {
-      strip[p] = next;
-      stride[p] = stripStride<E>(per[p], n);
-      next += stride[p] * kStripRows<E>;
-    }
-    for (int r0 = 0; r0 < h;) {
-      const int rows = std::min(r0 == 0 && shape.lead > 0 ? shape.lead : kStripRows<E>, h - r0);
+    int done[P] = {};  // rows of plane p written to the planes
+    for (int r0 = 0; r0 < h; r0 += S) {
+      const int rows = std::min(S, h - r0);
       if constexpr (ToPlanes) {
         for (int rr = 0; rr < rows; ++rr) {
           E* dst[P];
-          for (int p = 0; p < P; ++p) dst[p] = strip[p] + rr * stride[p];
+          for (int p = 0; p < P; ++p) dst[p] = strip[p] + (r0 + rr + shape.shift[p]) % R * stride[p];
           rowFn(r0 + rr, u0, n, dst);
         }
-        for (int p = 0; p < P; ++p)
-          stripToColumns(strip[p], stride[p], planes[p] + per[p] * std::int64_t{u0} * H + r0, H, rows,
-                         per[p] * n, stream);
+        for (int p = 0; p < P; ++p) {
+          // Up to the last line boundary of the plane's columns, or the end.
+          const int end = r0 + rows == h ? h : (r0 + rows + shape.shift[p]) / L * L - shape.shift[p];
+          E* const to = planes[p] + per[p] * std::int64_t{u0} * H;
+          while (done[p] < end) {
+            // A first piece short of a line on its own, then whole lines.
+            const int at = (done[p] + shape.shift[p]) % R, head = (L - at % L) % L;
+            const int m = std::min({end - done[p], R - at, head > 0 ? head : R});
+            stripToColumns(strip[p] + at * stride[p], stride[p], to + done[p], H, m, per[p] * n, stream);
+            done[p] += m;
+          }
+        }
       } else {
         for (int p = 0; p < P; ++p)
           transposeTile(planes[p] + per[p] * std::int64_t{u0} * H + r0, H, strip[p], stride[p], per[p] * n, rows);
@@ -135,7 +151,6 @@ void walkStrips(const Planes (&planes)[P], const int (&per)[P], int h, int units
           rowFn(r0 + rr, u0, n, src);
         }
       }
-      r0 += rows;
     }
     u0 += n;
   }

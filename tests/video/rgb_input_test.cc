@@ -311,16 +311,16 @@ TEST(PlaneDriver, EveryElementLandsOnceInBothDirections) {
 
 // The column walk of pair families (luma two columns a unit, chroma one) on
 // buffers that hold a few units a strip, so the width is walked in pieces:
-// heights around a strip (and a short first strip where the columns line
-// up), widths around a piece, both directions, every element once and
-// nothing past the planes.
+// heights around a strip, widths around a piece, planes whose columns are
+// off a line each by its own amount, both directions, every element once
+// and nothing past the planes.
 template <typename E>
 void checkPairWalk(std::int64_t bytes) {
   const auto value = [](int p, int r, int c) { return static_cast<E>(p * 7 + r * 3 + c * 5 + 1); };
   std::vector<unsigned char> buffer(bytes + 64);
   unsigned char* strip = buffer.data() + (64 - reinterpret_cast<std::uintptr_t>(buffer.data()) % 64) % 64;
   constexpr int S = kStripRows<E>;
-  for (int h : {1, S - 1, S, S + 1, 2 * S + 3})
+  for (int h : {1, S - 1, S, S + 1, 2 * S + 3, 4 * S})
     for (int units : {1, 2, 31, 33, 97})
       for (bool stream : {false, true}) {
         const int per[3] = {2, 1, 1};
@@ -329,7 +329,7 @@ void checkPairWalk(std::int64_t bytes) {
         E* planes[3];
         for (int p = 0; p < 3; ++p) {
           store[p].assign(per[p] * units * H + 80, E{0});
-          planes[p] = store[p].data() + 8;  // past an aligned start: a short first strip when streamed
+          planes[p] = store[p].data() + 8 + p;  // columns off a line by a different amount in each plane
         }
         const auto fill = [&](int r, int u0, int n, E* const* dst) {
           for (int p = 0; p < 3; ++p)
