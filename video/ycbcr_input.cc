@@ -43,11 +43,13 @@ void RGBToYCbCrChannelsInput(void const* frame, void* yp, void* cbp, void* crp, 
     endStream(stream);
   } else {
     constexpr int per[3] = {2, 1, 1};
+    const bool stream = streamFor(4 * sizeof(T) * std::int64_t{pairs} * h);
     rowsToColumns(planes.p, per, h, pairs, [&](int r, int k0, int n, T* const* dst) {
       const std::uint8_t* px = top - r * stride + 6 * k0;
       if (k0 + n < pairs) prefetchRun(px + 6 * n, 6 * n);
       bgrToYCbCrRow<N>(px, dst[0], dst[1], dst[2], n, lut, m);
-    });
+    }, stream);
+    endStream(stream);
   }
 }
 
@@ -73,10 +75,10 @@ void RGBToYCbCrChannelsInput_mmr(void const* frame, void* yp, void* cbp, void* c
     // A tile of the column-major source is gathered, converted row by row
     // into a tile of results, and that is written out column-major.
     const std::int64_t H = h;
-    Tile<std::uint8_t, 3, kStripRows<T>> in;
+    Tile<std::uint8_t, 3, kLineRows<T>> in;
     Tile<T, 3> out;
-    for (int r0 = 0; r0 < h; r0 += kStripRows<T>) {
-      const int rows = std::min(kStripRows<T>, h - r0);
+    for (int r0 = 0; r0 < h; r0 += kLineRows<T>) {
+      const int rows = std::min(kLineRows<T>, h - r0);
       for (int k0 = 0; k0 < pairs; k0 += kBlockUnits) {
         const int n = std::min(kBlockUnits, pairs - k0);
         for (int p = 0; p < 3; ++p) gatherTile(rgb[p], H, 2 * std::int64_t{k0}, r0, rows, 2 * n, in[p]);
@@ -121,11 +123,13 @@ void YCbCrToYCbCrChannelsInput(void const* frame, void* yp, void* cbp, void* crp
       // macro-pixels, w / 2 of them a row.
       const std::int64_t rowBytes = 2 * static_cast<std::int64_t>(w);
       constexpr int per[3] = {2, 1, 1};
+      const bool stream = streamFor(2 * sizeof(T) * std::int64_t{w} * h);
       rowsToColumns(planes.p, per, h, w / 2, [&](int r, int k0, int n, T* const* dst) {
         const std::uint8_t* px = f + r * rowBytes + 4 * k0;
         if (k0 + n < w / 2) prefetchRun(px + 4 * n, 4 * n);
         yuy2ToPlanesRow<N>(px, dst[0], dst[1], dst[2], n, lut);
-      });
+      }, stream);
+      endStream(stream);
     } else {
       // Odd widths: Cb and Cr swap roles from one row to the next.
       const std::int64_t H = h;
@@ -163,11 +167,13 @@ void YCbCrToRGBChannelsBody(void const* frame, int w, int h, bool rowMajor, void
     if (pairs <= 0 || h <= 0) return;
     const std::int64_t rowBytes = 4 * static_cast<std::int64_t>(pairs);
     constexpr int per[3] = {2, 2, 2};
+    const bool stream = streamFor(6 * sizeof(T) * std::int64_t{pairs} * h);
     rowsToColumns(planes.p, per, h, pairs, [&](int r, int k0, int n, T* const* dst) {
       const std::uint8_t* px = f + r * rowBytes + 4 * k0;
       if (k0 + n < pairs) prefetchRun(px + 4 * n, 4 * n);
       yuy2ToRGBRow<N>(px, dst[0], dst[1], dst[2], n, lut, m);
-    });
+    }, stream);
+    endStream(stream);
   }
 }
 

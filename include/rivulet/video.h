@@ -2,12 +2,14 @@
 //
 // A host asks a selector once for a routine and calls it for every frame. The
 // routine has the frame format, plane model and sample type compiled in; it
-// checks nothing and allocates nothing. Selectors answer null for a
-// combination they have no routine for.
+// checks nothing and, but for the buffer below, allocates nothing. Selectors
+// answer null for a combination they have no routine for.
 //
-// Column-major routines work through tiles held on the caller's stack: up to
-// about 100 KiB. Threads that call them need stacks larger than that (the
-// default thread stack of glibc is 8 MiB).
+// Column-major routines stage a band of whole picture rows in a buffer of
+// 384 KiB that each calling thread takes from the heap at its first such call
+// and keeps until the thread ends. Where the heap cannot give it, they work
+// in narrower pieces on the stack instead, with the same results. Either way
+// a routine takes up to about 64 KiB of the caller's stack.
 #ifndef RIVULET_VIDEO_H
 #define RIVULET_VIDEO_H
 

@@ -308,3 +308,58 @@ TEST(PlaneDriver, EveryElementLandsOnceInBothDirections) {
         ASSERT_EQ(std::count(seen.begin(), seen.end(), 1), static_cast<std::ptrdiff_t>(3 * n)) << w << "x" << h;
       }
 }
+
+// The column walk of pair families (luma two columns a unit, chroma one) on
+// buffers that hold a few units a strip, so the width is walked in pieces:
+// heights around a strip, widths around a piece, planes whose columns are
+// off a line each by its own amount, both directions, every element once
+// and nothing past the planes.
+template <typename E>
+void checkPairWalk(std::int64_t bytes) {
+  const auto value = [](int p, int r, int c) { return static_cast<E>(p * 7 + r * 3 + c * 5 + 1); };
+  std::vector<unsigned char> buffer(bytes + 64);
+  unsigned char* strip = buffer.data() + (64 - reinterpret_cast<std::uintptr_t>(buffer.data()) % 64) % 64;
+  constexpr int S = kStripRows<E>;
+  for (int h : {1, S - 1, S, S + 1, 2 * S + 3, 4 * S})
+    for (int units : {1, 2, 31, 33, 97})
+      for (bool stream : {false, true}) {
+        const int per[3] = {2, 1, 1};
+        const std::int64_t H = h;
+        std::vector<E> store[3];
+        E* planes[3];
+        for (int p = 0; p < 3; ++p) {
+          store[p].assign(per[p] * units * H + 80, E{0});
+          planes[p] = store[p].data() + 8 + p;  // columns off a line by a different amount in each plane
+        }
+        const auto fill = [&](int r, int u0, int n, E* const* dst) {
+          for (int p = 0; p < 3; ++p)
+            for (int i = 0; i < per[p] * n; ++i) dst[p][i] = value(p, r, per[p] * u0 + i);
+        };
+        walkStrips<true, E>(planes, per, h, units, fill, stream, strip, bytes);
+        endStream(stream);
+        for (int p = 0; p < 3; ++p) {
+          for (int c = 0; c < per[p] * units; ++c)
+            for (int r = 0; r < h; ++r) ASSERT_EQ(planes[p][c * H + r], value(p, r, c)) << h << " " << units;
+          ASSERT_TRUE(std::all_of(store[p].begin(), store[p].begin() + 8, [](E e) { return e == E{0}; }));
+          ASSERT_TRUE(std::all_of(planes[p] + per[p] * units * H, store[p].data() + store[p].size(),
+                                  [](E e) { return e == E{0}; }));
+        }
+        int seen = 0;
+        const auto check = [&](int r, int u0, int n, E const* const* src) {
+          for (int p = 0; p < 3; ++p)
+            for (int i = 0; i < per[p] * n; ++i) seen += src[p][i] == value(p, r, per[p] * u0 + i);
+        };
+        E const* const from[3] = {planes[0], planes[1], planes[2]};
+        walkStrips<false, E>(from, per, h, units, check, false, strip, bytes);
+        ASSERT_EQ(seen, 4 * units * h) << h << " " << units;
+      }
+}
+
+TEST(ColumnWalk, PiecesOfTheWidthInBothDirections) {
+  for (std::int64_t bytes : {std::int64_t{32} << 10, kStackStripBytes}) {
+    checkPairWalk<std::uint8_t>(bytes);
+    checkPairWalk<std::uint16_t>(bytes);
+    checkPairWalk<float>(bytes);
+    checkPairWalk<double>(bytes);
+  }
+}
