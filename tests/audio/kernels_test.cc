@@ -124,7 +124,9 @@ TEST(AudioKernels, SingleToInt16EveryValue) {
     }
     for (SingleRun form : singleToInt16Forms()) {
       const std::int64_t done = form(in.data() + 1, got.data() + 1, kBlock);
-      if (simdAtLeast(Simd::kSse2)) ASSERT_GE(done, kBlock - 16);
+      if (simdAtLeast(Simd::kSse2)) {
+        ASSERT_GE(done, kBlock - 16);
+      }
       std::copy(want.begin() + 1 + 2 * done, want.end(), got.begin() + 1 + 2 * done);
       ASSERT_TRUE(got == want) << "block " << base << ", byte " << (std::mismatch(got.begin(), got.end(), want.begin()).first - got.begin());
     }
