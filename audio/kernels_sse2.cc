@@ -108,8 +108,9 @@ std::int64_t singleToInt16Run_SSE2(std::uint8_t const* src, std::uint8_t* dst, s
   return singleToInt16Run<SingleToInt16Ops128>(src, dst, n);
 }
 
-// The widest form the CPU runs, picked once; the widest forms finish with
-// SSE2 steps, so at most seven elements are left to the plain rule.
+// The widest form the CPU runs, picked once. The AVX-512 form does the whole
+// run; the AVX2 one finishes with SSE2 steps, so at most seven elements are
+// left to the plain rule.
 std::int64_t FastConvertRun<kPosSingle, kPosInt16>::run(std::uint8_t const* src,
                                                         std::uint8_t* dst, std::int64_t n) {
   using Form = std::int64_t (*)(std::uint8_t const*, std::uint8_t*, std::int64_t);

@@ -75,13 +75,11 @@ TEST(PCMSelectors, NullAnswersNeverThrow) {
 
 // The width is not validated: it only moves the entry index.
 TEST(PCMSelectors, WidthArithmetic) {
-  EXPECT_EQ(MM_GetPCMAudioCopyFcn(AUDIO_DOUBLE, 0), MM_GetPCMAudioCopyFcn(AUDIO_SINGLE, 32));
-  EXPECT_EQ(MM_GetPCMAudioCopyFcn(AUDIO_DOUBLE, 7), MM_GetPCMAudioCopyFcn(AUDIO_SINGLE, 32));
-  EXPECT_EQ(MM_GetPCMAudioCopyFcn(AUDIO_DOUBLE, 12), MM_GetPCMAudioCopyFcn(AUDIO_DOUBLE, 8));
-  EXPECT_EQ(MM_GetPCMAudioCopyFcn(AUDIO_DOUBLE, 31), MM_GetPCMAudioCopyFcn(AUDIO_DOUBLE, 24));
-  EXPECT_EQ(MM_GetPCMAudioCopyFcn(AUDIO_SINGLE, 40), MM_GetPCMAudioCopyFcn(AUDIO_DOUBLE, 8));
-  EXPECT_EQ(MM_GetPCMAudioCopyFcn(AUDIO_INT16, 64), MM_GetPCMAudioCopyFcn(AUDIO_UINT8, 32));
-  EXPECT_EQ(MM_GetPCMAudioCopyFcn(AUDIO_DOUBLE, -8), MM_GetPCMAudioCopyFcn(AUDIO_SINGLE, 24));
+  const struct { AudioDataType t; int bits; AudioDataType sameT; int sameBits; } same[] = {
+      {AUDIO_DOUBLE, 0, AUDIO_SINGLE, 32},  {AUDIO_DOUBLE, 7, AUDIO_SINGLE, 32}, {AUDIO_DOUBLE, 12, AUDIO_DOUBLE, 8},
+      {AUDIO_DOUBLE, 31, AUDIO_DOUBLE, 24}, {AUDIO_SINGLE, 40, AUDIO_DOUBLE, 8}, {AUDIO_INT16, 64, AUDIO_UINT8, 32},
+      {AUDIO_DOUBLE, -8, AUDIO_SINGLE, 24}};
+  for (auto c : same) EXPECT_EQ(MM_GetPCMAudioCopyFcn(c.t, c.bits), MM_GetPCMAudioCopyFcn(c.sameT, c.sameBits)) << c.t << " " << c.bits;
   EXPECT_EQ(MM_GetPCMAudioCopyFcn(AUDIO_DOUBLE, 40), nullptr);       // entry -1
   EXPECT_EQ(MM_GetPCMAudioOutputFcn(AUDIO_INT16, 0), nullptr);       // entry 20
   EXPECT_EQ(MM_GetPCMAudioCopyFcn(AUDIO_UNSUPPORTED, 0), nullptr);   // entry 36

@@ -257,6 +257,47 @@ TEST_F(Cli, WavHoldsTheStreamBytes) {
   }
 }
 
+// What byte b becomes on its way through planes of a type and back, by the
+// two sample rules written out: widening is entry b of the type's table;
+// narrowing scales (x - min) / (max - min) by 255 in single precision, adds
+// 0.5 in double, truncates and saturates. Exact for every type but the 16-
+// and 32-bit integers (255 widens to 65280 and narrows to 254) and bool.
+template <int N>
+std::vector<unsigned char> narrowWidened() {
+  using T = typename videoTraits<N>::type;
+  std::vector<unsigned char> out(256);
+  for (int b = 0; b < 256; ++b) {
+    const T x = videoTraits<N>::EightBitLUT.at(b);
+    const float xf = N == VIDEO_UINT32 ? float(std::int64_t(x)) : float(x);
+    const float lo = float(videoTraits<N>::min), hi = float(videoTraits<N>::max);
+    const std::int32_t r = std::int32_t(double((xf - lo) / (hi - lo) * 255.0f) + 0.5);
+    out[b] = (r & ~0xFF) ? (r < 0 ? 0 : 255) : static_cast<unsigned char>(r);
+  }
+  return out;
+}
+
+std::vector<unsigned char> unchanged() {
+  std::vector<unsigned char> out(256);
+  for (int b = 0; b < 256; ++b) out[b] = static_cast<unsigned char>(b);
+  return out;
+}
+
+// The plane types as the command names them, with their .npy descriptions and
+// sizes and what each byte becomes on the round trip (uint8: no arithmetic).
+struct PlaneType {
+  const char* name;
+  VideoDataType type;
+  const char* descr;
+  std::size_t size;
+  std::vector<unsigned char> (*roundTrip)();
+};
+const PlaneType kPlaneTypes[] = {
+    {"double", VIDEO_DOUBLE, "<f8", 8, narrowWidened<0>}, {"single", VIDEO_SINGLE, "<f4", 4, narrowWidened<1>},
+    {"int8", VIDEO_INT8, "|i1", 1, narrowWidened<2>},     {"uint8", VIDEO_UINT8, "|u1", 1, unchanged},
+    {"int16", VIDEO_INT16, "<i2", 2, narrowWidened<4>},   {"uint16", VIDEO_UINT16, "<u2", 2, narrowWidened<5>},
+    {"int32", VIDEO_INT32, "<i4", 4, narrowWidened<6>},   {"uint32", VIDEO_UINT32, "<u4", 4, narrowWidened<7>},
+    {"bool", VIDEO_BOOLEAN, "|b1", 1, narrowWidened<8>}};
+
 // Planes of frame 2 as the selectors make them, for comparison with .npy files.
 Bytes selectorPlanes(const std::string& src, VideoDataType type, VideoFrameOrientation order, std::size_t sample) {
   avi::File file;
@@ -277,18 +318,7 @@ TEST_F(Cli, NpyPlanesAreTheSelectorsOutput) {
   avi::File info;
   info.open(file.c_str(), "r");
   const unsigned w = info.getVideoWidth(), h = info.getVideoHeight();
-  struct Type {
-    const char* name;
-    VideoDataType type;
-    const char* descr;
-    std::size_t size;
-  };
-  const Type types[] = {{"double", VIDEO_DOUBLE, "<f8", 8}, {"single", VIDEO_SINGLE, "<f4", 4},
-                        {"int8", VIDEO_INT8, "|i1", 1},     {"uint8", VIDEO_UINT8, "|u1", 1},
-                        {"int16", VIDEO_INT16, "<i2", 2},   {"uint16", VIDEO_UINT16, "<u2", 2},
-                        {"int32", VIDEO_INT32, "<i4", 4},   {"uint32", VIDEO_UINT32, "<u4", 4},
-                        {"bool", VIDEO_BOOLEAN, "|b1", 1}};
-  for (const Type& t : types)
+  for (const PlaneType& t : kPlaneTypes)
     for (const char* order : {"row", "column"}) {
       SCOPED_TRACE(std::string(t.name) + " " + order);
       const bool column = order[0] == 'c';
@@ -332,45 +362,6 @@ TEST_F(Cli, NpyPlanesAreTheSelectorsOutput) {
   EXPECT_EQ(py.code, 0) << py.err;
 }
 
-// What byte b becomes on its way through planes of a type and back, by the
-// two sample rules written out: widening is entry b of the type's table;
-// narrowing scales (x - min) / (max - min) by 255 in single precision, adds
-// 0.5 in double, truncates and saturates. Exact for every type but the 16-
-// and 32-bit integers (255 widens to 65280 and narrows to 254) and bool.
-template <int N>
-std::vector<unsigned char> narrowWidened() {
-  using T = typename videoTraits<N>::type;
-  std::vector<unsigned char> out(256);
-  for (int b = 0; b < 256; ++b) {
-    const T x = videoTraits<N>::EightBitLUT.at(b);
-    const float xf = N == VIDEO_UINT32 ? float(std::int64_t(x)) : float(x);
-    const float lo = float(videoTraits<N>::min), hi = float(videoTraits<N>::max);
-    const std::int32_t r = std::int32_t(double((xf - lo) / (hi - lo) * 255.0f) + 0.5);
-    out[b] = (r & ~0xFF) ? (r < 0 ? 0 : 255) : static_cast<unsigned char>(r);
-  }
-  return out;
-}
-
-std::vector<unsigned char> roundTrip(const std::string& type) {
-  std::vector<unsigned char> same(256);
-  for (int b = 0; b < 256; ++b) same[b] = static_cast<unsigned char>(b);
-  struct Rule {
-    const char* name;
-    VideoDataType type;
-    std::vector<unsigned char> (*map)();
-  };
-  const Rule rules[] = {{"double", VIDEO_DOUBLE, narrowWidened<0>}, {"single", VIDEO_SINGLE, narrowWidened<1>},
-                        {"int8", VIDEO_INT8, narrowWidened<2>},     {"int16", VIDEO_INT16, narrowWidened<4>},
-                        {"uint16", VIDEO_UINT16, narrowWidened<5>}, {"int32", VIDEO_INT32, narrowWidened<6>},
-                        {"uint32", VIDEO_UINT32, narrowWidened<7>}, {"bool", VIDEO_BOOLEAN, narrowWidened<8>}};
-  for (const Rule& r : rules)
-    if (type == r.name) {
-      MM_GetRGBToRGBChannelsInputFcn(r.type);  // fills the type's table
-      return r.map();
-    }
-  return same;  // uint8: no arithmetic
-}
-
 TEST_F(Cli, ConvertThroughEveryTypeReproducesTheFrames) {
   const std::string src = path("make24.avi");
   ASSERT_EQ(rivulet("frames " + src + " -o " + path("conv_in") + " --format ppm").code, 0);
@@ -378,11 +369,13 @@ TEST_F(Cli, ConvertThroughEveryTypeReproducesTheFrames) {
   const Bytes wav = wavData(slurp(path("conv_in.wav")));
   if (MM_GetVideoOutputFcn(FOURCC_RGB, FOURCC_RGB, VIDEO_DOUBLE) == nullptr)
     GTEST_SKIP() << "this build has no planes-to-BGR family";
-  for (const char* type : {"double", "single", "int8", "uint8", "int16", "uint16", "int32", "uint32", "bool"}) {
+  for (const PlaneType& t : kPlaneTypes) {
+    MM_GetRGBToRGBChannelsInputFcn(t.type);  // fills the type's table
+    const std::vector<unsigned char> rule = t.roundTrip();
     for (const char* order : {"row", "column"}) {
-      SCOPED_TRACE(std::string(type) + " " + order);
-      const std::string out = path(std::string("conv_") + type + order + ".avi");
-      Result r = rivulet("convert " + src + " " + out + " --via " + type + " --order " + order);
+      SCOPED_TRACE(std::string(t.name) + " " + order);
+      const std::string out = path(std::string("conv_") + t.name + order + ".avi");
+      Result r = rivulet("convert " + src + " " + out + " --via " + t.name + " --order " + order);
       ASSERT_EQ(r.code, 0) << r.err;
       ASSERT_EQ(rivulet("frames " + out + " -o " + out + ".d --format ppm").code, 0);
       ASSERT_EQ(rivulet("audio " + out + " -o " + out + ".wav").code, 0);
@@ -390,7 +383,6 @@ TEST_F(Cli, ConvertThroughEveryTypeReproducesTheFrames) {
       for (int n = 0; n < 6; ++n) {
         std::string name = "/frame_00000" + std::to_string(n) + ".ppm";
         Bytes in = slurp(path("conv_in") + name), back = slurp(out + ".d" + name);
-        const std::vector<unsigned char> rule = roundTrip(type);
         for (std::size_t i = in.size() - 64 * 48 * 3; i < in.size(); ++i) in[i] = char(rule[(unsigned char)in[i]]);
         EXPECT_TRUE(same(back, in)) << name;
       }

@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <limits>
+#include <utility>
 
 #include "rivulet/rivulet.h"
 #include "types/sample_rules.h"
@@ -90,15 +91,7 @@ TEST(SampleToByte, SixteenBitSweepIsMonotoneAndSpansTheBytes) {
 }
 
 TEST(SampleRules, WideningThenNarrowingReturnsEveryByte) {
-  expectRoundTrip<0>();
-  expectRoundTrip<1>();
-  expectRoundTrip<2>();
-  expectRoundTrip<3>();
-  expectRoundTrip<4>();
-  expectRoundTrip<5>();
-  expectRoundTrip<6>();
-  expectRoundTrip<7>();
-  expectRoundTrip<8>();
+  [&]<int... N>(std::integer_sequence<int, N...>) { (expectRoundTrip<N>(), ...); }(std::make_integer_sequence<int, 9>());
   EXPECT_EQ(sampleToByte<VIDEO_UINT16>(65280), 254);
   EXPECT_EQ(sampleToByte<VIDEO_UINT32>(129u << 24), 128);
   // The wide types do not come back to their max: 65535 -> 255 -> 65280.
