@@ -320,8 +320,8 @@ void checkPairWalk(std::int64_t bytes) {
   std::vector<unsigned char> buffer(bytes + 64);
   unsigned char* strip = buffer.data() + (64 - reinterpret_cast<std::uintptr_t>(buffer.data()) % 64) % 64;
   constexpr int S = kStripRows<E>;
-  for (int h : {1, S - 1, S, S + 1, 2 * S + 3, 4 * S})
-    for (int units : {1, 2, 31, 33, 97})
+  for (int h : {1, S - 1, S, S + 1, 2 * S + 3, 4 * S, kReadRows<E> + 1})
+    for (int units : {1, 2, 31, 33, 97, 301})
       for (bool stream : {false, true}) {
         const int per[3] = {2, 1, 1};
         const std::int64_t H = h;
@@ -356,7 +356,7 @@ void checkPairWalk(std::int64_t bytes) {
 }
 
 TEST(ColumnWalk, PiecesOfTheWidthInBothDirections) {
-  for (std::int64_t bytes : {std::int64_t{32} << 10, kStackStripBytes}) {
+  for (std::int64_t bytes : {std::int64_t{32} << 10, kStackStripBytes, kStripBytes}) {
     checkPairWalk<std::uint8_t>(bytes);
     checkPairWalk<std::uint16_t>(bytes);
     checkPairWalk<float>(bytes);
