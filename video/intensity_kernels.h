@@ -120,7 +120,7 @@ inline void lumaRun(const std::uint8_t* yuy2, Sample<N>* dst, std::int64_t n, co
       const int m = static_cast<int>(std::min<std::int64_t>(kChunk, n - i));
       const std::int64_t done = byteForm != nullptr ? byteForm(yuy2 + 2 * i, chunk, m, bytes) : 0;
       for (std::int64_t k = done; k < m; ++k) chunk[k] = bytes[yuy2[2 * (i + k)]];
-      widenBytes<N>(chunk, dst + i, m, lut, stream);
+      widenRun<N>(chunk, dst + i, m, lut, stream);
     }
   }
 }
