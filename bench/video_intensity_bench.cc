@@ -36,6 +36,8 @@ void sources(benchmark::internal::Benchmark* b) {
 BENCHMARK(BM_Intensity<VIDEO_UINT8>)->Apply(sources);
 BENCHMARK(BM_Intensity<VIDEO_DOUBLE>)->Apply(sources);
 BENCHMARK(BM_Intensity<VIDEO_INT16>)->Apply(sources);
+BENCHMARK(BM_Intensity<VIDEO_UINT16>)->Apply(sources);
+BENCHMARK(BM_Intensity<VIDEO_UINT32>)->Apply(sources);
 
 void BM_LibyuvRGB24ToJ400(benchmark::State& state) {
   const int stride = static_cast<int>(rivulet::bgrRowStride(kW));
@@ -50,6 +52,6 @@ void BM_LibyuvRGB24ToJ400(benchmark::State& state) {
 BENCHMARK(BM_LibyuvRGB24ToJ400)->UseRealTime();
 
 void BM_MemsetIntensityOutput(benchmark::State& state) { memsetBytes(state, kPixels * state.range(0)); }
-BENCHMARK(BM_MemsetIntensityOutput)->ArgName("elementbytes")->Arg(1)->Arg(8)->UseRealTime();
+BENCHMARK(BM_MemsetIntensityOutput)->ArgName("elementbytes")->Arg(1)->Arg(2)->Arg(4)->Arg(8)->UseRealTime();
 
 }  // namespace

@@ -7,7 +7,9 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 
+#include "video/frame_kernels_simd.h"
 #include "video/kernels.h"
 #include "video/sample_rules.h"
 
@@ -31,10 +33,54 @@ inline void splitBGRRow_C(const std::uint8_t* bgr, Sample<N>* red, Sample<N>* gr
       for (int c = 0; c < n; ++c) planes[k][c] = byteToSample<N>(lut, bgr[3 * c + k]);
 }
 
-// n bytes widened into dst; 8-byte samples by the permuting form where the
-// CPU has one. With `stream`, the whole 64-byte lines of dst are written past
-// the caches: by that form, or gathered in L1 by the rule and then streamed a
-// line at a time (table gathers are slower than the scalar look-ups).
+template <int N>
+inline void widenRun_C(const std::uint8_t* src, Sample<N>* dst, std::int64_t n, Sample<N> const* lut) {
+  for (std::int64_t i = 0; i < n; ++i) dst[i] = byteToSample<N>(lut, src[i]);
+}
+
+// A 256-entry widening table of 2-, 4- or 8-byte samples cut into byte planes.
+template <typename T>
+WidenPlanes cutIntoPlanes(const T* table) {
+  WidenPlanes t{};
+  for (int i = 0; i < 256; ++i) {
+    std::uint8_t b[sizeof(T)];
+    std::memcpy(b, table + i, sizeof(T));
+    for (unsigned j = 0; j < sizeof(T); ++j) {
+      t.plane[j][i] = b[j];
+      if (b[j] != 0) t.used |= 1u << j;
+    }
+  }
+  return t;
+}
+
+// The widening table of a type as byte planes for the fast widening forms,
+// made once from widenByte, the rule that fills EightBitLUT.
+template <int N>
+const WidenPlanes& widenPlanes() {
+  static const WidenPlanes planes = [] {
+    Sample<N> table[256];
+    for (int i = 0; i < 256; ++i) table[i] = widenByte<N>(i);
+    return cutIntoPlanes(table);
+  }();
+  return planes;
+}
+
+// The planes of the table a run is widened through: the type's EightBitLUT,
+// or one other fixed table (the full-range one), cut the first time it is
+// seen; any further table has none and is widened by the plain form.
+template <int N>
+const WidenPlanes* widenPlanesOf(Sample<N> const* lut) {
+  if (lut == eightBitTable<N>()) return &widenPlanes<N>();
+  static Sample<N> const* const other = lut;
+  static const WidenPlanes otherPlanes = cutIntoPlanes(other);
+  return lut == other ? &otherPlanes : nullptr;
+}
+
+// n bytes widened into dst. 2-, 4- and 8-byte samples by the byte-permute
+// forms where the CPU has them: the whole run, dst's whole 64-byte lines by
+// aligned stores, past the caches with `stream` (the caller ends with
+// endStream). Otherwise by the table; with `stream`, the whole lines of dst
+// are gathered in L1 and then streamed a line at a time.
 template <int N>
 inline void widenRun(const std::uint8_t* src, Sample<N>* dst, std::int64_t n, Sample<N> const* lut,
                      bool stream = false) {
@@ -42,32 +88,41 @@ inline void widenRun(const std::uint8_t* src, Sample<N>* dst, std::int64_t n, Sa
   if constexpr (N == VIDEO_UINT8) {
     std::copy_n(src, n, dst);
     return;
-  }
-  std::int64_t i = 0;
-  const auto streamLine = videoForms().streamLine;
-  const auto address = reinterpret_cast<std::uintptr_t>(dst);
-  if (stream && streamLine != nullptr && address % sizeof(T) == 0) {
-    constexpr int kLine = 64 / sizeof(T);
-    const std::int64_t lead = std::min<std::int64_t>(n, (64 - address % 64) % 64 / sizeof(T));
-    for (; i < lead; ++i) dst[i] = byteToSample<N>(lut, src[i]);
-    if constexpr (sizeof(T) == 8)
-      if (const auto widen = videoForms().widen8)
-        i += widen(src + i, reinterpret_cast<const std::uint64_t*>(lut), dst + i, n - i, true);
-    // Sixteen lines are filled before any is streamed: a line read right
-    // after its elements were stored one by one would wait for them.
-    constexpr int kBlock = 16 * kLine;
-    alignas(64) T lines[kBlock];
-    for (; i + kLine <= n;) {
-      const std::int64_t m = std::min<std::int64_t>(kBlock, (n - i) / kLine * kLine);
-      for (std::int64_t k = 0; k < m; ++k) lines[k] = byteToSample<N>(lut, src[i + k]);
-      for (std::int64_t k = 0; k < m; k += kLine) streamLine(dst + i + k, lines + k);
-      i += m;
+  } else {
+    std::int64_t i = 0;
+    if constexpr (sizeof(T) >= 2)
+      if (const WidenPlanes* planes = widenPlanesOf<N>(lut); planes != nullptr) {
+        const FrameSimd& s = frameSimd();
+        const auto widen = sizeof(T) == 2 ? s.widen2 : sizeof(T) == 4 ? s.widen4 : s.widen8;
+        // The forms count in int: pieces of whole 64-sample blocks.
+        constexpr std::int64_t kPiece = std::int64_t{1} << 30;
+        while (i < n) {
+          const int m = static_cast<int>(std::min(kPiece, n - i));
+          const int done = widen(src + i, dst + i, m, *planes, stream);
+          i += done;
+          if (done < m) break;
+        }
+      }
+    const auto streamLine = videoForms().streamLine;
+    const auto address = reinterpret_cast<std::uintptr_t>(dst + i);
+    if (stream && i < n && streamLine != nullptr && address % sizeof(T) == 0) {
+      constexpr int kLine = 64 / sizeof(T);
+      const std::int64_t lead = std::min<std::int64_t>(n - i, (64 - address % 64) % 64 / sizeof(T));
+      widenRun_C<N>(src + i, dst + i, lead, lut);
+      i += lead;
+      // Sixteen lines are filled before any is streamed: a line read right
+      // after its elements were stored one by one would wait for them.
+      constexpr int kBlock = 16 * kLine;
+      alignas(64) T lines[kBlock];
+      for (; i + kLine <= n;) {
+        const std::int64_t m = std::min<std::int64_t>(kBlock, (n - i) / kLine * kLine);
+        widenRun_C<N>(src + i, lines, m, lut);
+        for (std::int64_t k = 0; k < m; k += kLine) streamLine(dst + i + k, lines + k);
+        i += m;
+      }
     }
+    widenRun_C<N>(src + i, dst + i, n - i, lut);
   }
-  if constexpr (sizeof(T) == 8)
-    if (const auto widen = videoForms().widen8; widen != nullptr && i == 0)
-      i = widen(src, reinterpret_cast<const std::uint64_t*>(lut), dst, n, false);
-  for (; i < n; ++i) dst[i] = byteToSample<N>(lut, src[i]);
 }
 
 // Bytes split straight into the planes; wider samples through three byte

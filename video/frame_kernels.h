@@ -191,41 +191,6 @@ inline void mergeBGRRow(Sample<N> const* red, Sample<N> const* green, Sample<N> 
   }
 }
 
-// The widening table of a 2-, 4- or 8-byte type as byte planes for the fast
-// widening forms, made once from widenByte, the rule that fills EightBitLUT.
-template <int N>
-const WidenPlanes& widenPlanes() {
-  static const WidenPlanes planes = [] {
-    WidenPlanes t{};
-    for (int i = 0; i < 256; ++i) {
-      const Sample<N> v = widenByte<N>(i);
-      std::uint8_t b[sizeof v];
-      std::memcpy(b, &v, sizeof v);
-      for (unsigned j = 0; j < sizeof v; ++j) {
-        t.plane[j][i] = b[j];
-        if (b[j] != 0) t.used |= 1u << j;
-      }
-    }
-    return t;
-  }();
-  return planes;
-}
-
-// Widening of a run: the byte-permute forms for 2-, 4- and 8-byte samples where
-// the CPU has them (whole lines of dst aligned, and past the caches with
-// `stream`: the caller ends with endStream), the table look-up for the rest.
-template <int N>
-inline void widenBytes(const std::uint8_t* src, Sample<N>* dst, int n, Sample<N> const* lut,
-                       bool stream = false) {
-  using T = Sample<N>;
-  int done = 0;
-  if constexpr (sizeof(T) >= 2) {
-    const FrameSimd& s = frameSimd();
-    done = (sizeof(T) == 2 ? s.widen2 : sizeof(T) == 4 ? s.widen4 : s.widen8)(src, dst, n, widenPlanes<N>(), stream);
-  }
-  if (done < n) widenRun<N>(src + done, dst + done, n - done, lut);
-}
-
 // Wide types: the byte form makes a chunk of bytes in L1, which is then
 // widened run by run; the same values as widening each byte where it is made.
 inline constexpr int kWidenChunkPairs = 1024;
@@ -267,9 +232,9 @@ inline void yuy2ToPlanesRow(const std::uint8_t* f, Sample<N>* y, Sample<N>* cb, 
     for (int n; k < pairs; k += n) {
       n = widenChunk(k, pairs, y, 2);
       yuy2ToPlanesRow<VIDEO_UINT8>(f + 4 * k, yb, ub, vb, n, nullptr);
-      widenBytes<N>(yb, y + 2 * k, 2 * n, lut, stream);
-      widenBytes<N>(ub, cb + k, n, lut, stream);
-      widenBytes<N>(vb, cr + k, n, lut, stream);
+      widenRun<N>(yb, y + 2 * k, 2 * n, lut, stream);
+      widenRun<N>(ub, cb + k, n, lut, stream);
+      widenRun<N>(vb, cr + k, n, lut, stream);
     }
   }
 }
@@ -305,9 +270,9 @@ inline void yuy2ToRGBRow(const std::uint8_t* f, Sample<N>* red, Sample<N>* green
     for (int k = 0, n; k < pairs; k += n) {
       n = widenChunk(k, pairs, red, 2);
       yuy2ToRGBRow<VIDEO_UINT8>(f + 4 * k, b[0], b[1], b[2], n, nullptr, m);
-      widenBytes<N>(b[0], red + 2 * k, 2 * n, lut, stream);
-      widenBytes<N>(b[1], green + 2 * k, 2 * n, lut, stream);
-      widenBytes<N>(b[2], blue + 2 * k, 2 * n, lut, stream);
+      widenRun<N>(b[0], red + 2 * k, 2 * n, lut, stream);
+      widenRun<N>(b[1], green + 2 * k, 2 * n, lut, stream);
+      widenRun<N>(b[2], blue + 2 * k, 2 * n, lut, stream);
     }
   }
 }
@@ -344,9 +309,9 @@ inline void bgrToYCbCrRow(const std::uint8_t* bgr, Sample<N>* y, Sample<N>* cb, 
     for (int k = 0, n; k < pairs; k += n) {
       n = widenChunk(k, pairs, y, 2);
       bgrToYCbCrRow<VIDEO_UINT8>(bgr + 6 * k, yb, ub, vb, n, nullptr, m);
-      widenBytes<N>(yb, y + 2 * k, 2 * n, lut, stream);
-      widenBytes<N>(ub, cb + k, n, lut, stream);
-      widenBytes<N>(vb, cr + k, n, lut, stream);
+      widenRun<N>(yb, y + 2 * k, 2 * n, lut, stream);
+      widenRun<N>(ub, cb + k, n, lut, stream);
+      widenRun<N>(vb, cr + k, n, lut, stream);
     }
   }
 }

@@ -65,10 +65,40 @@ inline std::int64_t leadTo64(const T* dst) {
   return a % sizeof(T) != 0 ? -1 : static_cast<std::int64_t>((64 - a % 64) % 64 / sizeof(T));
 }
 
+// VIDEO_UINT16 and VIDEO_UINT32 store the 8-bit intensity with its byte in
+// every byte: the byte form on chunks in L1, each then widened by the
+// full-range table (with `stream`, past the caches).
+template <int N>
+inline constexpr bool kReplicatedIntensity = N == VIDEO_UINT16 || N == VIDEO_UINT32;
+
+template <int N, typename Bytes>
+inline void replicatedIntensity(Bytes bytes, Sample<N>* dst, std::int64_t n, bool stream) {
+  constexpr int kChunk = 2048;
+  alignas(64) std::uint8_t chunk[kChunk];
+  for (std::int64_t i = 0; i < n; i += kChunk) {
+    const int m = static_cast<int>(std::min<std::int64_t>(kChunk, n - i));
+    bytes(i, chunk, m);
+    widenRun<N>(chunk, dst + i, m, kRGB24WidenTable<N>.data(), stream);
+  }
+}
+
 // With `stream`, VIDEO_DOUBLE goes past the caches from the first 64-byte
 // boundary on; the routine fences at its end.
 template <int N>
-inline void intensityRowFromBGR(const std::uint8_t* bgr, Sample<N>* dst, std::int64_t n, bool stream = false) {
+inline void intensityRowFromBGR(const std::uint8_t* bgr, Sample<N>* dst, std::int64_t n, bool stream = false);
+
+template <int N>
+inline void intensityRunFromPlanes(const std::uint8_t* r, const std::uint8_t* g, const std::uint8_t* b,
+                                   Sample<N>* dst, std::int64_t n, bool stream = false);
+
+template <int N>
+inline void intensityRowFromBGR(const std::uint8_t* bgr, Sample<N>* dst, std::int64_t n, bool stream) {
+  if constexpr (kReplicatedIntensity<N>) {
+    const auto bytes = [&](std::int64_t i, std::uint8_t* out, int m) {
+      intensityRowFromBGR<VIDEO_UINT8>(bgr + 3 * i, out, m);
+    };
+    return replicatedIntensity<N>(bytes, dst, n, stream);
+  }
   std::int64_t done = 0;
   const IntensityForms* f = intensityForms();
   if constexpr (N == VIDEO_DOUBLE) {
@@ -86,7 +116,13 @@ inline void intensityRowFromBGR(const std::uint8_t* bgr, Sample<N>* dst, std::in
 
 template <int N>
 inline void intensityRunFromPlanes(const std::uint8_t* r, const std::uint8_t* g, const std::uint8_t* b,
-                                   Sample<N>* dst, std::int64_t n, bool stream = false) {
+                                   Sample<N>* dst, std::int64_t n, bool stream) {
+  if constexpr (kReplicatedIntensity<N>) {
+    const auto bytes = [&](std::int64_t i, std::uint8_t* out, int m) {
+      intensityRunFromPlanes<VIDEO_UINT8>(r + i, g + i, b + i, out, m);
+    };
+    return replicatedIntensity<N>(bytes, dst, n, stream);
+  }
   std::int64_t done = 0;
   const IntensityForms* f = intensityForms();
   if constexpr (N == VIDEO_DOUBLE) {
@@ -120,7 +156,7 @@ inline void lumaRun(const std::uint8_t* yuy2, Sample<N>* dst, std::int64_t n, co
       const int m = static_cast<int>(std::min<std::int64_t>(kChunk, n - i));
       const std::int64_t done = byteForm != nullptr ? byteForm(yuy2 + 2 * i, chunk, m, bytes) : 0;
       for (std::int64_t k = done; k < m; ++k) chunk[k] = bytes[yuy2[2 * (i + k)]];
-      widenBytes<N>(chunk, dst + i, m, lut, stream);
+      widenRun<N>(chunk, dst + i, m, lut, stream);
     }
   }
 }

@@ -34,7 +34,6 @@ const VideoForms& videoForms() {
     widest(f.transposeBytes16x64, &VideoForms::transposeBytes16x64);
     widest(f.streamTranspose8x8, &VideoForms::streamTranspose8x8);
     widest(f.streamLine, &VideoForms::streamLine);
-    widest(f.widen8, &VideoForms::widen8);
     widest(f.streamFence, &VideoForms::streamFence);
     return f;
   }();

@@ -26,11 +26,6 @@ struct VideoForms {
   void (*streamTranspose8x8)(const void* src, std::int64_t srcStride, void* dst, std::int64_t dstStride);
   // Copies one 64-byte line (both line-aligned) past the caches.
   void (*streamLine)(void* dst, const void* src);
-  // Widens the first n / 64 * 64 bytes through a table of 256 8-byte
-  // entries, dst[i] = table[src[i]]; returns how many it did. With `stream`,
-  // dst is line-aligned and the lines go past the caches.
-  std::int64_t (*widen8)(const std::uint8_t* src, const std::uint64_t* table, void* dst, std::int64_t n,
-                         bool stream);
   void (*streamFence)();
 };
 

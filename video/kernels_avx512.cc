@@ -102,58 +102,6 @@ void streamTranspose8x8(const void* src, std::int64_t srcStride, void* dst, std:
   for (int c = 0; c < 8; ++c) _mm512_stream_si512(reinterpret_cast<__m512i*>(d + c * dstStride), x[c]);
 }
 
-// Within each 64-byte register, eight elements of eight bytes to eight runs
-// of one byte position: byte 8j + i takes byte j of element i. The same
-// permute takes the runs back.
-struct ByteRuns {
-  alignas(64) std::uint8_t index[64];
-  constexpr ByteRuns() : index{} {
-    for (int j = 0; j < 8; ++j)
-      for (int i = 0; i < 8; ++i) index[8 * j + i] = static_cast<std::uint8_t>(8 * i + j);
-  }
-};
-constexpr ByteRuns kByteRuns;
-
-// 64 samples a step without gathers (slow here, and so are scalar look-ups): the table is cut once per
-// call into eight 256-byte tables, one per byte position of an entry, and
-// each position is looked up for 64 indices by two 128-entry byte permutes.
-// Positions that are zero in every entry (the low mantissa bytes of a widened
-// single) are not looked up. The eight byte runs are put back together into
-// samples by the transposes the tables were cut with.
-std::int64_t widen8(const std::uint8_t* src, const std::uint64_t* table, void* dst, std::int64_t n, bool stream) {
-  const __m512i runs = _mm512_load_si512(kByteRuns.index);
-  __m512i byteTable[8][4];  // [position][quarter of the 256 entries]
-  for (int q = 0; q < 4; ++q) {
-    __m512i x[8];
-    for (int m = 0; m < 8; ++m) x[m] = _mm512_permutexvar_epi8(runs, _mm512_loadu_si512(table + 64 * q + 8 * m));
-    transposeQwords8x8(x);
-    for (int j = 0; j < 8; ++j) byteTable[j][q] = x[j];
-  }
-  unsigned used = 0;
-  for (int j = 0; j < 8; ++j) {
-    const __m512i any = _mm512_or_si512(_mm512_or_si512(byteTable[j][0], byteTable[j][1]),
-                                        _mm512_or_si512(byteTable[j][2], byteTable[j][3]));
-    if (_mm512_test_epi8_mask(any, any) != 0) used |= 1u << j;
-  }
-  auto* d = static_cast<__m512i*>(dst);
-  std::int64_t k = 0;
-  for (; 8 * k + 64 <= n; k += 8) {
-    const __m512i index = _mm512_loadu_si512(src + 8 * k);
-    const __mmask64 upper = _mm512_movepi8_mask(index);
-    __m512i x[8];
-    for (int j = 0; j < 8; ++j)
-      x[j] = (used >> j & 1) == 0 ? _mm512_setzero_si512()
-                                  : _mm512_mask_blend_epi8(upper, _mm512_permutex2var_epi8(byteTable[j][0], index, byteTable[j][1]),
-                                                           _mm512_permutex2var_epi8(byteTable[j][2], index, byteTable[j][3]));
-    transposeQwords8x8(x);
-    if (stream)
-      for (int m = 0; m < 8; ++m) _mm512_stream_si512(d + k + m, _mm512_permutexvar_epi8(runs, x[m]));
-    else
-      for (int m = 0; m < 8; ++m) _mm512_storeu_si512(d + k + m, _mm512_permutexvar_epi8(runs, x[m]));
-  }
-  return 8 * k;
-}
-
 }  // namespace
 
 extern const VideoForms kVideoFormsAvx512;
@@ -162,7 +110,6 @@ constinit const VideoForms kVideoFormsAvx512 = [] {
   f.splitBGR = &splitBGR;
   f.transposeBytes16x64 = &transposeBytes16x64;
   f.streamTranspose8x8 = &streamTranspose8x8;
-  f.widen8 = &widen8;
   return f;
 }();
 

@@ -288,8 +288,8 @@ void expectWidenRunsEqual() {
       std::fill_n(fast, 2 * kLine + 301, T(7));
       std::fill_n(plain, 2 * kLine + 301, T(7));
       const int at = kLine + (n + start) % kLine;
-      widenBytes<N>(src.data() + start, fast + at, n, eightBitTable<N>(), start >= 3);
-      widenRun<N>(src.data() + start, plain + at, n, eightBitTable<N>());
+      widenRun<N>(src.data() + start, fast + at, n, eightBitTable<N>(), start >= 3);
+      widenRun_C<N>(src.data() + start, plain + at, n, eightBitTable<N>());
       ASSERT_EQ(0, std::memcmp(fast, plain, sizeof fast)) << "type " << N << ", " << n << " samples from " << start;
     }
   // The YUY2 forms that widen straight from the frame, on every pair count:

@@ -210,22 +210,33 @@ void expectLumaRunsEqualPlain(const std::vector<std::uint8_t>& yuy2, int n) {
 
 }  // namespace
 
+namespace {
+
+template <int N>
+void expectStreamedRunsEqualPlain(const std::vector<std::uint8_t>& bgr, const std::vector<std::uint8_t>& planes, int n) {
+  std::vector<Sample<N>> fast(n + 8), plain(n + 8);
+  for (int shift = 0; shift < 8; ++shift) {
+    intensityRowFromBGR<N>(bgr.data(), fast.data() + shift, n - shift, true);
+    intensityRowFromBGR_C<N>(bgr.data(), plain.data() + shift, n - shift);
+    ASSERT_EQ(fast, plain) << "type " << N << " shift " << shift;
+    intensityRunFromPlanes<N>(planes.data(), planes.data() + n, planes.data() + 2 * n, fast.data() + shift,
+                              n - shift, true);
+    intensityRunFromPlanes_C<N>(planes.data(), planes.data() + n, planes.data() + 2 * n, plain.data() + shift,
+                                n - shift);
+    ASSERT_EQ(fast, plain) << "type " << N << " shift " << shift;
+  }
+}
+
+}  // namespace
+
 // The forms that write past the caches (taken only for large pictures by the
 // routines) at every alignment of the destination within a line.
 TEST(IntensityFastForms, StreamedFormsEqualPlain) {
   const int n = 4099;
   const auto bgr = randomBytes(3 * n, 1), planes = randomBytes(3 * n, 2), yuy2 = randomBytes(2 * n, 3);
-  std::vector<double> fast(n + 8), plain(n + 8);
-  for (int shift = 0; shift < 8; ++shift) {
-    intensityRowFromBGR<VIDEO_DOUBLE>(bgr.data(), fast.data() + shift, n - shift, true);
-    intensityRowFromBGR_C<VIDEO_DOUBLE>(bgr.data(), plain.data() + shift, n - shift);
-    ASSERT_EQ(fast, plain) << "shift " << shift;
-    intensityRunFromPlanes<VIDEO_DOUBLE>(planes.data(), planes.data() + n, planes.data() + 2 * n, fast.data() + shift,
-                                         n - shift, true);
-    intensityRunFromPlanes_C<VIDEO_DOUBLE>(planes.data(), planes.data() + n, planes.data() + 2 * n,
-                                           plain.data() + shift, n - shift);
-    ASSERT_EQ(fast, plain) << "shift " << shift;
-  }
+  expectStreamedRunsEqualPlain<VIDEO_DOUBLE>(bgr, planes, n);
+  expectStreamedRunsEqualPlain<VIDEO_UINT16>(bgr, planes, n);
+  expectStreamedRunsEqualPlain<VIDEO_UINT32>(bgr, planes, n);
   expectLumaRunsEqualPlain<VIDEO_DOUBLE>(yuy2, n);
   expectLumaRunsEqualPlain<VIDEO_SINGLE>(yuy2, n);
   expectLumaRunsEqualPlain<VIDEO_UINT32>(yuy2, n);

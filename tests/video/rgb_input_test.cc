@@ -198,35 +198,6 @@ TEST(FastForms, ByteTransposeBlocksEqualPlain) {
   });
 }
 
-// The streamed widening through a table of 8-byte entries: every index at
-// every place of a 64-sample step, tables with every byte position set
-// (random entries) and with some positions zero in every entry (the video
-// table of VIDEO_DOUBLE), against the table read one entry at a time.
-TEST(FastForms, StreamedWideningEqualsTable) {
-  initEightBitLUT(VIDEO_DOUBLE);
-  std::vector<std::uint64_t> randomTable(256);
-  std::mt19937_64 rng(8);
-  for (auto& e : randomTable) e = rng();
-  std::vector<std::uint64_t> videoTable(256);
-  std::memcpy(videoTable.data(), eightBitTable<VIDEO_DOUBLE>(), 256 * 8);
-  std::vector<std::uint8_t> src(64 * 256 + 8 * 7);  // whole steps and seven lines more
-  for (size_t i = 0; i < src.size(); ++i) src[i] = static_cast<std::uint8_t>(i % 64 + i / 64);
-  forEachSet([&](const VideoForms& f, int set) {
-    if (f.widen8 == nullptr) return;
-    for (const auto* table : {&randomTable, &videoTable})
-      for (bool stream : {false, true}) {
-        alignas(64) static std::uint64_t dst[64 * 256 + 8 * 8];
-        std::fill(std::begin(dst), std::end(dst), 0x5A5A5A5A5A5A5A5Aull);
-        const std::int64_t n = static_cast<std::int64_t>(src.size());
-        const std::int64_t done = f.widen8(src.data(), table->data(), dst, n, stream);
-        endStream(stream);
-        ASSERT_GE(done, n - 63) << "set " << set;
-        for (std::int64_t i = 0; i < 64 * 256 + 8 * 8; ++i)
-          ASSERT_EQ(dst[i], i < done ? (*table)[src[i]] : 0x5A5A5A5A5A5A5A5Aull) << "set " << set << " at " << i;
-      }
-  });
-}
-
 // The row kernel writing past the caches (row-major pictures of 2 MiB and
 // more), at every element offset within a line, against the plain form.
 TEST(FastForms, StreamedRowsEqualPlain) {
