@@ -53,24 +53,29 @@ WidenPlanes cutIntoPlanes(const T* table) {
   return t;
 }
 
-// The widening table of a type as byte planes for the fast widening forms,
-// made once from widenByte, the rule that fills EightBitLUT.
+// The widening rule of a type as a table and as byte planes for the fast
+// widening forms, made once from widenByte, the rule that fills EightBitLUT.
 template <int N>
-const WidenPlanes& widenPlanes() {
-  static const WidenPlanes planes = [] {
-    Sample<N> table[256];
+struct RulePlanes {
+  Sample<N> table[256];
+  WidenPlanes planes;
+  RulePlanes() {
     for (int i = 0; i < 256; ++i) table[i] = widenByte<N>(i);
-    return cutIntoPlanes(table);
-  }();
-  return planes;
-}
+    planes = cutIntoPlanes(table);
+  }
+};
 
-// The planes of the table a run is widened through: the type's EightBitLUT,
-// or one other fixed table (the full-range one), cut the first time it is
-// seen; any further table has none and is widened by the plain form.
+// The planes of the table a run is widened through, or null where there are
+// none and the run goes through the table itself. EightBitLUT is exported
+// and a host may write to it: its planes serve only while it holds the
+// rule, so a changed entry is looked up as the plain form does. Besides it,
+// one other fixed table (the full-range one) is cut the first time it is seen.
 template <int N>
 const WidenPlanes* widenPlanesOf(Sample<N> const* lut) {
-  if (lut == eightBitTable<N>()) return &widenPlanes<N>();
+  static const RulePlanes<N> rule;
+  if (lut == nullptr) return nullptr;
+  if (lut == eightBitTable<N>())
+    return std::memcmp(lut, rule.table, sizeof rule.table) == 0 ? &rule.planes : nullptr;
   static Sample<N> const* const other = lut;
   static const WidenPlanes otherPlanes = cutIntoPlanes(other);
   return lut == other ? &otherPlanes : nullptr;

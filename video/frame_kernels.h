@@ -222,10 +222,10 @@ inline void yuy2ToPlanesRow(const std::uint8_t* f, Sample<N>* y, Sample<N>* cb, 
     // first line boundary (the three rarely share an alignment).
     int k = 0;
     if constexpr (sizeof(Sample<N>) == 4 || sizeof(Sample<N>) == 8) {
-      if (!stream) {
+      const WidenPlanes* planes = widenPlanesOf<N>(lut);
+      if (!stream && planes != nullptr) {
         const FrameSimd& s = frameSimd();
-        k = (sizeof(Sample<N>) == 4 ? s.yuy2ToPlanes4 : s.yuy2ToPlanes8)(f, y, cb, cr, pairs,
-                                                                         widenPlanes<N>());
+        k = (sizeof(Sample<N>) == 4 ? s.yuy2ToPlanes4 : s.yuy2ToPlanes8)(f, y, cb, cr, pairs, *planes);
       }
     }
     std::uint8_t yb[2 * kWidenChunkPairs], ub[kWidenChunkPairs], vb[kWidenChunkPairs];
