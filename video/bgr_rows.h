@@ -15,22 +15,14 @@
 
 namespace rivulet {
 
-// A null plane is skipped (the column driver's passes, plane_driver.h).
 template <int N>
 inline void splitBGRRow_C(const std::uint8_t* bgr, Sample<N>* red, Sample<N>* green,
                           Sample<N>* blue, int n, Sample<N> const* lut) {
-  if (red != nullptr && green != nullptr && blue != nullptr) {
-    for (int c = 0; c < n; ++c) {
-      blue[c] = byteToSample<N>(lut, bgr[3 * c]);
-      green[c] = byteToSample<N>(lut, bgr[3 * c + 1]);
-      red[c] = byteToSample<N>(lut, bgr[3 * c + 2]);
-    }
-    return;
+  for (int c = 0; c < n; ++c) {
+    blue[c] = byteToSample<N>(lut, bgr[3 * c]);
+    green[c] = byteToSample<N>(lut, bgr[3 * c + 1]);
+    red[c] = byteToSample<N>(lut, bgr[3 * c + 2]);
   }
-  Sample<N>* const planes[3] = {blue, green, red};
-  for (int k = 0; k < 3; ++k)
-    if (planes[k] != nullptr)
-      for (int c = 0; c < n; ++c) planes[k][c] = byteToSample<N>(lut, bgr[3 * c + k]);
 }
 
 template <int N>
@@ -140,7 +132,7 @@ inline void splitBGRRow(const std::uint8_t* bgr, Sample<N>* red, Sample<N>* gree
     const int done = split != nullptr ? split(bgr, red, green, blue, n) : 0;
     splitBGRRow_C<N>(bgr + 3 * done, red + done, green + done, blue + done, n - done, lut);
   } else {
-    if (split == nullptr || (!stream && sizeof(Sample<N>) < 8) || !red || !green || !blue)
+    if (split == nullptr || (!stream && sizeof(Sample<N>) < 8))
       return splitBGRRow_C<N>(bgr, red, green, blue, n, lut);
     constexpr int kChunk = 2048;
     alignas(64) std::uint8_t bytes[3][kChunk];
@@ -151,7 +143,7 @@ inline void splitBGRRow(const std::uint8_t* bgr, Sample<N>* red, Sample<N>* gree
                                  bytes[2] + done, m - done, nullptr);
       Sample<N>* const planes[3] = {red, green, blue};
       for (int k = 0; k < 3; ++k)
-        if (planes[k] != nullptr) widenRun<N>(bytes[k], planes[k] + c, m, lut, stream);
+        widenRun<N>(bytes[k], planes[k] + c, m, lut, stream);
     }
   }
 }
