@@ -212,22 +212,13 @@ int ycbcrToBGR(const std::uint8_t* y, const std::uint8_t* cb, const std::uint8_t
 
 // ---- Forward transform ----------------------------------------------------------------------
 
-// In 16-bit lanes, wrapping: only the final sum of a row must fit, unsigned
-// for the luma row (no negative coefficient, largest sum below 65536) and
-// signed for the chroma rows (the sums of the negative and of the positive
-// coefficients times 255, plus 128, within -32768..32767).
+// In 16-bit lanes, wrapping, for matrices that fit (forwardFitsInt16).
 struct Forward {
   __m256i c[9], off[3];
   bool ok;
   explicit Forward(const YCbCrMatrices& m) {
     const int* f = m.fwd;
-    ok = f[0] >= 0 && f[1] >= 0 && f[2] >= 0 && (f[0] + f[1] + f[2]) * 255 + 128 <= 65535;
-    for (int row = 1; row < 3; ++row) {
-      int neg = 0, pos = 0;
-      for (int i = 0; i < 3; ++i) (f[3 * row + i] < 0 ? neg : pos) += f[3 * row + i];
-      ok = ok && neg * 255 + 128 >= -32768 && pos * 255 + 128 <= 32767;
-    }
-    for (int i = 0; i < 3; ++i) ok = ok && m.off[i] >= 0 && m.off[i] <= 255;
+    ok = forwardFitsInt16(m);
     for (int i = 0; i < 9; ++i) c[i] = _mm256_set1_epi16(static_cast<short>(f[i]));
     for (int i = 0; i < 3; ++i) off[i] = _mm256_set1_epi16(static_cast<short>(m.off[i]));
   }

@@ -151,13 +151,7 @@ struct Forward512 {
   bool ok;
   explicit Forward512(const YCbCrMatrices& m) {
     const int* f = m.fwd;
-    ok = f[0] >= 0 && f[1] >= 0 && f[2] >= 0 && (f[0] + f[1] + f[2]) * 255 + 128 <= 65535;
-    for (int row = 1; row < 3; ++row) {
-      int neg = 0, pos = 0;
-      for (int i = 0; i < 3; ++i) (f[3 * row + i] < 0 ? neg : pos) += f[3 * row + i];
-      ok = ok && neg * 255 + 128 >= -32768 && pos * 255 + 128 <= 32767;
-    }
-    for (int i = 0; i < 3; ++i) ok = ok && m.off[i] >= 0 && m.off[i] <= 255;
+    ok = forwardFitsInt16(m);
     for (int i = 0; i < 9; ++i) c[i] = _mm512_set1_epi16(static_cast<short>(f[i]));
     for (int i = 0; i < 3; ++i) off[i] = _mm512_set1_epi16(static_cast<short>(m.off[i]));
   }

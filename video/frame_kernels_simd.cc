@@ -3,8 +3,21 @@
 #include "video/frame_kernels_simd.h"
 
 #include "types/cpu.h"
+#include "video/ycbcr_rules.h"
 
 namespace rivulet {
+
+bool forwardFitsInt16(const YCbCrMatrices& m) {
+  const int* f = m.fwd;
+  bool ok = f[0] >= 0 && f[1] >= 0 && f[2] >= 0 && (f[0] + f[1] + f[2]) * 255 + 128 <= 65535;
+  for (int row = 1; row < 3; ++row) {
+    int neg = 0, pos = 0;
+    for (int i = 0; i < 3; ++i) (f[3 * row + i] < 0 ? neg : pos) += f[3 * row + i];
+    ok = ok && neg * 255 + 128 >= -32768 && pos * 255 + 128 <= 32767;
+  }
+  for (int i = 0; i < 3; ++i) ok = ok && m.off[i] >= 0 && m.off[i] <= 255;
+  return ok;
+}
 
 // Defined in frame_kernels_avx2.cc (compiled for AVX2) and
 // frame_kernels_avx512.cc (the AVX2 set with its wider forms), and

@@ -14,6 +14,14 @@ namespace rivulet {
 
 struct YCbCrMatrices;
 
+// Whether the 16-bit forward forms hold matrices m exactly. In wrapping
+// 16-bit lanes only the final sum of a row must fit: unsigned for the luma
+// row (no negative coefficient, largest sum below 65536), signed for the
+// chroma rows (the sums of the negative and of the positive coefficients
+// times 255, plus 128, within -32768..32767); the offsets are bytes.
+// Defined in plain code, for the forms of every width.
+bool forwardFitsInt16(const YCbCrMatrices& m);
+
 // A 256-entry widening table of 2-, 4- or 8-byte samples split into byte planes:
 // plane[j][i] is byte j (little-endian) of entry i, for the byte-permute
 // look-ups of the fast widening forms.
