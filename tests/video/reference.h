@@ -158,4 +158,17 @@ bool same(T a, T b) {
 
 }  // namespace videoref
 
+// The sweep helpers, for one using-directive in each test: videoref as a
+// whole also names things (Sample) that the library names too.
+namespace videoref::sweep {
+using videoref::AllTypes;
+using videoref::Guarded;
+using videoref::kGuard;
+using videoref::kSizes;
+using videoref::pixels;
+using videoref::planeIndex;
+using videoref::randomBytes;
+using videoref::same;
+}  // namespace videoref::sweep
+
 #endif

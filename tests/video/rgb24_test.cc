@@ -12,14 +12,7 @@
 #include "video/sample_rules.h"
 
 using namespace rivulet;
-using videoref::AllTypes;
-using videoref::Guarded;
-using videoref::kGuard;
-using videoref::kSizes;
-using videoref::pixels;
-using videoref::planeIndex;
-using videoref::randomBytes;
-using videoref::same;
+using namespace videoref::sweep;
 
 namespace {
 
