@@ -1,6 +1,7 @@
 // AVX-512 forms of the raw planar element rules, eight or sixteen elements a
-// vector, and the fused column blocks built on them; this source alone is compiled for AVX-512 and is reached only
-// through the CPU detection. Each equals the plain rule bit for bit.
+// vector, and the fused column blocks built on them; this source alone is
+// compiled for AVX-512 and is reached only through the CPU detection. Each
+// equals the plain rule bit for bit.
 #include <immintrin.h>
 
 #include "video/raw_planar_kernels.h"
