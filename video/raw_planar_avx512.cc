@@ -9,8 +9,9 @@
 #include "video/transpose_blocks.h"
 
 // GCC 12 reports the undefined pass-through operand inside its own AVX-512
-// headers as maybe uninitialised.
+// headers as (maybe) uninitialised.
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#pragma GCC diagnostic ignored "-Wuninitialized"
 
 namespace rivulet {
 namespace {
@@ -99,69 +100,74 @@ inline __m256i floorToInt16x8d(__m512d x) {
                                         _MM_FROUND_TO_NEG_INF | _MM_FROUND_NO_EXC);
 }
 
-// Sixteen consecutive elements of two source columns through the element
-// rule: a's sixteen 16-bit results in the low half of the vector, b's in the
-// high half.
+// The elements of mask m among sixteen consecutive ones of two source
+// columns, through the element rule: a's sixteen 16-bit results in the low
+// half of the vector, b's in the high half (those outside the mask are
+// neither read nor meaningful).
 template <int S>
-inline __m512i columnPair16(const Sample<S>* a, const Sample<S>* b) {
+inline __m512i columnPair16(const Sample<S>* a, const Sample<S>* b, __mmask16 m) {
   if constexpr (S == VIDEO_DOUBLE) {
-    const auto dwords = [](const double* p) {
-      return _mm512_inserti64x4(_mm512_castsi256_si512(floorToInt16x8d(_mm512_loadu_pd(p))),
-                                floorToInt16x8d(_mm512_loadu_pd(p + 8)), 1);
+    const auto dwords = [m](const double* p) {
+      return _mm512_inserti64x4(_mm512_castsi256_si512(floorToInt16x8d(_mm512_maskz_loadu_pd(m & 0xFF, p))),
+                                floorToInt16x8d(_mm512_maskz_loadu_pd(m >> 8, p + 8)), 1);
     };
     return words(dwords(a), dwords(b), false);
   } else if constexpr (S == VIDEO_SINGLE) {
-    return words(floorToInt16x16(_mm512_loadu_ps(a)), floorToInt16x16(_mm512_loadu_ps(b)), false);
+    return words(floorToInt16x16(_mm512_maskz_loadu_ps(m, a)), floorToInt16x16(_mm512_maskz_loadu_ps(m, b)), false);
   } else if constexpr (S == VIDEO_INT32) {
     // Division by 65536 toward zero: 65535 added to a negative value, then
     // its high half.
-    const auto biased = [](const int* p) {
-      const __m512i x = _mm512_loadu_si512(p);
+    const auto biased = [m](const int* p) {
+      const __m512i x = _mm512_maskz_loadu_epi32(m, p);
       return _mm512_add_epi32(x, _mm512_srli_epi32(_mm512_srai_epi32(x, 31), 16));
     };
     return words(biased(a), biased(b), true);
   } else {
-    return words(_mm512_loadu_si512(a), _mm512_loadu_si512(b), true);  // UINT32: the high halves
+    return words(_mm512_maskz_loadu_epi32(m, a), _mm512_maskz_loadu_epi32(m, b), true);  // UINT32: the high halves
   }
 }
 
-// Rows [0, rows) in blocks of 16 of a strip of 32 source columns, each block
-// held in sixteen vectors: v[i] has rows 0-15 of column i in its low half
-// and of column i + 16 in its high half. The 8 x 8 transposes within each
-// 128-bit lane of v[0-7] and of v[8-15] leave in v[8g + j] lane 0 row j and
-// lane 1 row 8 + j of columns 8g to 8g + 7, lanes 2 and 3 the same of
-// columns 16 + 8g on; one two-source permute of v[j] and v[8 + j] then puts
-// together each of rows j and 8 + j, stored as a 64-byte piece. The columns'
-// runs are asked for a few lines ahead.
+// Rows [r0, r0 + n) (n at most 16) of a strip of 32 source columns, held in
+// sixteen vectors: v[i] has the rows of column i in its low half and of
+// column i + 16 in its high half. The 8 x 8 transposes within each 128-bit
+// lane of v[0-7] and of v[8-15] leave in v[8g + j] lane 0 row j and lane 1
+// row 8 + j of columns 8g to 8g + 7, lanes 2 and 3 the same of columns
+// 16 + 8g on; one two-source permute of v[j] and v[8 + j] then puts together
+// each of rows j and 8 + j, stored as a 64-byte piece.
+template <int S>
+inline void block16(const Sample<S>* s, std::int64_t h, std::uint16_t* d, std::int64_t step, std::int64_t r0,
+                    int n) {
+  const __m512i rowLo = _mm512_set_epi64(13, 12, 5, 4, 9, 8, 1, 0);
+  const __m512i rowHi = _mm512_set_epi64(15, 14, 7, 6, 11, 10, 3, 2);
+  const __mmask16 m = static_cast<__mmask16>((1u << n) - 1);
+  __m512i v[16];
+  for (int i = 0; i < 16; ++i) v[i] = columnPair16<S>(s + i * h + r0, s + (i + 16) * h + r0, m);
+  transposeShorts8<Unpacks512>(v);
+  transposeShorts8<Unpacks512>(v + 8);
+  for (int j = 0; j < 8 && j < n; ++j) {
+    _mm512_storeu_si512(d + (r0 + j) * step, _mm512_permutex2var_epi64(v[j], rowLo, v[8 + j]));
+    if (8 + j < n) _mm512_storeu_si512(d + (r0 + 8 + j) * step, _mm512_permutex2var_epi64(v[j], rowHi, v[8 + j]));
+  }
+}
+
+// All rows of a strip of 32 source columns, sixteen at a time, the last
+// block through masks; the columns' runs are asked for a few lines ahead.
 template <int S>
 std::int64_t columns32(const void* src, std::int64_t h, void* row0, std::int64_t step, std::int64_t rows) {
   using Ts = Sample<S>;
   const Ts* s = static_cast<const Ts*>(src);
   auto* d = static_cast<std::uint16_t*>(row0);
   constexpr int kRunBytes = 16 * sizeof(Ts), kAhead = 256;
-  const __m512i rowLo = _mm512_set_epi64(13, 12, 5, 4, 9, 8, 1, 0);
-  const __m512i rowHi = _mm512_set_epi64(15, 14, 7, 6, 11, 10, 3, 2);
   std::int64_t r0 = 0;
   for (; r0 + 16 <= rows; r0 += 16) {
-    __m512i v[16];
-    for (int i = 0; i < 16; ++i) {
-      const Ts* a = s + i * h + r0;
-      const Ts* b = a + 16 * h;
-      if (r0 + 16 + kAhead / static_cast<int>(sizeof(Ts)) <= rows)
-        for (int k = 0; k < kRunBytes; k += 64) {
-          _mm_prefetch(reinterpret_cast<const char*>(a) + kAhead + k, _MM_HINT_T0);
-          _mm_prefetch(reinterpret_cast<const char*>(b) + kAhead + k, _MM_HINT_T0);
-        }
-      v[i] = columnPair16<S>(a, b);
-    }
-    transposeShorts8<Unpacks512>(v);
-    transposeShorts8<Unpacks512>(v + 8);
-    for (int j = 0; j < 8; ++j) {
-      _mm512_storeu_si512(d + (r0 + j) * step, _mm512_permutex2var_epi64(v[j], rowLo, v[8 + j]));
-      _mm512_storeu_si512(d + (r0 + 8 + j) * step, _mm512_permutex2var_epi64(v[j], rowHi, v[8 + j]));
-    }
+    if (r0 + 16 + kAhead / static_cast<int>(sizeof(Ts)) <= rows)
+      for (int i = 0; i < 32; ++i)
+        for (int k = 0; k < kRunBytes; k += 64)
+          _mm_prefetch(reinterpret_cast<const char*>(s + i * h + r0) + kAhead + k, _MM_HINT_T0);
+    block16<S>(s, h, d, step, r0, 16);
   }
-  return r0;
+  if (r0 < rows) block16<S>(s, h, d, step, r0, static_cast<int>(rows - r0));
+  return rows;
 }
 
 }  // namespace

@@ -53,10 +53,9 @@ struct RawPlanarForms {
   // The element rule of source type S on the first elements of a run of n;
   // returns how many it did. Null where the plain rule is all there is.
   std::int64_t (*run[9])(const void* src, void* dst, std::int64_t n);
-  // Source type S to its 2-byte target, fused: a strip of 32 source columns
-  // (column c at src + c * h) in whole blocks of 16 rows, target row r at
-  // row0 + r * step; returns the rows done (rows rounded down to 16). Null
-  // where there is no such form.
+  // Source type S to its 2-byte target, fused: rows [0, rows) of a strip of
+  // 32 source columns (column c at src + c * h), target row r at
+  // row0 + r * step; returns the rows done. Null where there is no such form.
   std::int64_t (*columns32[9])(const void* src, std::int64_t h, void* row0, std::int64_t step, std::int64_t rows);
 };
 
@@ -75,7 +74,7 @@ inline void convertRun(const Sample<S>* src, Sample<D>* dst, std::int64_t n, con
 // columns. Each source column's run goes through the element rule into a
 // small tile (a contiguous loop), which the transpose forms write into the
 // target rows; copies transpose straight from the source. A fused form
-// takes the whole blocks of a full strip first; the tiles do the rest.
+// takes a full strip whole; the tiles do the rest.
 template <int S, int D>
 void transposeColumnsToRows(const Sample<S>* src, Sample<D>* row0, std::int64_t step, std::int64_t w,
                             std::int64_t h) {
