@@ -134,14 +134,26 @@ inline __m512i columnPair16(const Sample<S>* a, const Sample<S>* b, __mmask16 m)
 // row 8 + j of columns 8g to 8g + 7, lanes 2 and 3 the same of columns
 // 16 + 8g on; one two-source permute of v[j] and v[8 + j] then puts together
 // each of rows j and 8 + j, stored as a 64-byte piece.
+// Inlined into both calls, so that the whole blocks keep a constant mask
+// (plain loads, every row stored).
 template <int S>
-inline void block16(const Sample<S>* s, std::int64_t h, std::uint16_t* d, std::int64_t step, std::int64_t r0,
-                    int n) {
+[[gnu::always_inline]] inline void block16(const Sample<S>* s, std::int64_t h, std::uint16_t* d, std::int64_t step, std::int64_t r0,
+                    int n, bool prefetch) {
+  constexpr int kRunBytes = 16 * sizeof(Sample<S>), kAhead = 256;
   const __m512i rowLo = _mm512_set_epi64(13, 12, 5, 4, 9, 8, 1, 0);
   const __m512i rowHi = _mm512_set_epi64(15, 14, 7, 6, 11, 10, 3, 2);
   const __mmask16 m = static_cast<__mmask16>((1u << n) - 1);
   __m512i v[16];
-  for (int i = 0; i < 16; ++i) v[i] = columnPair16<S>(s + i * h + r0, s + (i + 16) * h + r0, m);
+  for (int i = 0; i < 16; ++i) {
+    const Sample<S>* a = s + i * h + r0;
+    const Sample<S>* b = a + 16 * h;
+    if (prefetch)
+      for (int k = 0; k < kRunBytes; k += 64) {
+        _mm_prefetch(reinterpret_cast<const char*>(a) + kAhead + k, _MM_HINT_T0);
+        _mm_prefetch(reinterpret_cast<const char*>(b) + kAhead + k, _MM_HINT_T0);
+      }
+    v[i] = columnPair16<S>(a, b, m);
+  }
   transposeShorts8<Unpacks512>(v);
   transposeShorts8<Unpacks512>(v + 8);
   for (int j = 0; j < 8 && j < n; ++j) {
@@ -151,22 +163,16 @@ inline void block16(const Sample<S>* s, std::int64_t h, std::uint16_t* d, std::i
 }
 
 // All rows of a strip of 32 source columns, sixteen at a time, the last
-// block through masks; the columns' runs are asked for a few lines ahead.
+// block through masks; the columns' runs are asked for a few lines ahead
+// (past the end of a column that is the next one's start, and harmless).
 template <int S>
 std::int64_t columns32(const void* src, std::int64_t h, void* row0, std::int64_t step, std::int64_t rows) {
   using Ts = Sample<S>;
   const Ts* s = static_cast<const Ts*>(src);
   auto* d = static_cast<std::uint16_t*>(row0);
-  constexpr int kRunBytes = 16 * sizeof(Ts), kAhead = 256;
   std::int64_t r0 = 0;
-  for (; r0 + 16 <= rows; r0 += 16) {
-    if (r0 + 16 + kAhead / static_cast<int>(sizeof(Ts)) <= rows)
-      for (int i = 0; i < 32; ++i)
-        for (int k = 0; k < kRunBytes; k += 64)
-          _mm_prefetch(reinterpret_cast<const char*>(s + i * h + r0) + kAhead + k, _MM_HINT_T0);
-    block16<S>(s, h, d, step, r0, 16);
-  }
-  if (r0 < rows) block16<S>(s, h, d, step, r0, static_cast<int>(rows - r0));
+  for (; r0 + 16 <= rows; r0 += 16) block16<S>(s, h, d, step, r0, 16, true);
+  if (r0 < rows) block16<S>(s, h, d, step, r0, static_cast<int>(rows - r0), false);
   return rows;
 }
 
