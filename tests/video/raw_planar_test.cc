@@ -231,7 +231,8 @@ TEST(RawPlanarFastForms, EqualThePlainRules) {
 template <int S, int D>
 void checkColumns32(const RawPlanarForms* forms, const std::vector<Sample<S>>& values) {
   if (forms->columns32[S] == nullptr) return;
-  for (std::int64_t h : {std::int64_t{1}, std::int64_t{16}, std::int64_t{45}, static_cast<std::int64_t>(values.size() / 32)}) {
+  const std::int64_t all = static_cast<std::int64_t>(values.size() / 32);
+  for (std::int64_t h : {std::int64_t{1}, std::int64_t{16}, std::int64_t{45}, all}) {
     const std::vector<Sample<S>> src(values.begin(), values.begin() + 32 * h);
     constexpr std::int64_t kRow = 37;  // 32 columns, then 5 the block must not touch
     for (bool flip : {false, true}) {
