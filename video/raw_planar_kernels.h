@@ -3,7 +3,10 @@
 // row0 + r * step (step is negative for reversed rows). The source is taken
 // in tiles of kCols columns by kRows rows: each column's run goes through
 // the element rule into a small tile of the target type (a contiguous loop),
-// and the tiled transpose layer writes the tile into the target rows.
+// and the tiled transpose layer writes the tile into the target rows. Where
+// the CPU has a fused form (4- and 8-byte sources to 2-byte targets), whole
+// strips of 32 columns are converted and transposed in registers instead,
+// with no tile between.
 #ifndef RIVULET_VIDEO_RAW_PLANAR_KERNELS_H
 #define RIVULET_VIDEO_RAW_PLANAR_KERNELS_H
 
@@ -50,6 +53,10 @@ struct RawPlanarForms {
   // The element rule of source type S on the first elements of a run of n;
   // returns how many it did. Null where the plain rule is all there is.
   std::int64_t (*run[9])(const void* src, void* dst, std::int64_t n);
+  // Source type S to its 2-byte target, fused: rows [0, rows) of a strip of
+  // 32 source columns (column c at src + c * h), target row r at
+  // row0 + r * step; returns the rows done. Null where there is no such form.
+  std::int64_t (*columns32[9])(const void* src, std::int64_t h, void* row0, std::int64_t step, std::int64_t rows);
 };
 
 // The SSE2 forms, or null in a build without SIMD.
@@ -66,7 +73,8 @@ inline void convertRun(const Sample<S>* src, Sample<D>* dst, std::int64_t n, con
 // The routines' form: tiles of 64 target rows by one target line's worth of
 // columns. Each source column's run goes through the element rule into a
 // small tile (a contiguous loop), which the transpose forms write into the
-// target rows; copies transpose straight from the source.
+// target rows; copies transpose straight from the source. A fused form
+// takes a full strip whole; the tiles do the rest.
 template <int S, int D>
 void transposeColumnsToRows(const Sample<S>* src, Sample<D>* row0, std::int64_t step, std::int64_t w,
                             std::int64_t h) {
@@ -78,7 +86,11 @@ void transposeColumnsToRows(const Sample<S>* src, Sample<D>* row0, std::int64_t 
   // is read in memory order and each target row gets one line per strip.
   for (std::int64_t c0 = 0; c0 < w; c0 += kCols) {
     const int nc = static_cast<int>(std::min<std::int64_t>(kCols, w - c0));
-    for (std::int64_t r0 = 0; r0 < h; r0 += kRows) {
+    std::int64_t fused = 0;
+    if constexpr (sizeof(Td) == 2)
+      if (nc == kCols && f != nullptr && f->columns32[S] != nullptr)
+        fused = f->columns32[S](src + c0 * h, h, row0 + c0, step, h);
+    for (std::int64_t r0 = fused; r0 < h; r0 += kRows) {
       const int nr = static_cast<int>(std::min<std::int64_t>(kRows, h - r0));
       const Sample<S>* col = src + c0 * h + r0;
       Td* out = row0 + r0 * step + c0;

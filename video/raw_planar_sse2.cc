@@ -99,7 +99,8 @@ std::int64_t booleanToByte(const void* src, void* dst, std::int64_t n) {
 
 constexpr RawPlanarForms kSse2 = {
     {&doubleToInt16, &singleToInt16, nullptr, nullptr, nullptr, nullptr, &int32ToInt16, &uint32ToUint16,
-     &booleanToByte}};
+     &booleanToByte},
+    {}};
 
 }  // namespace
 
@@ -111,8 +112,10 @@ const RawPlanarForms* rawPlanarForms() {
   static const RawPlanarForms forms = [] {
     RawPlanarForms f = kSse2;
     if (simdAtLeast(Simd::kAvx512))
-      for (int t = 0; t < 9; ++t)
+      for (int t = 0; t < 9; ++t) {
         if (kRawPlanarForms_AVX512.run[t] != nullptr) f.run[t] = kRawPlanarForms_AVX512.run[t];
+        f.columns32[t] = kRawPlanarForms_AVX512.columns32[t];
+      }
     return f;
   }();
   return simdAtLeast(Simd::kSse2) ? &forms : nullptr;

@@ -158,53 +158,109 @@ TEST(RawPlanarValues, PinnedLayoutsAndRules) {
   EXPECT_EQ(std::vector<int>(b8, b8 + 4), (std::vector<int>{0, 255, 255, 255}));
 }
 
-// The fast element forms against the plain rule: random bit patterns (NaN
-// payloads, infinities, denormals, huge values) and every step of the int16
-// scale with its neighbours one ulp away.
-TEST(RawPlanarFastForms, EqualThePlainRules) {
-  std::mt19937_64 rng(7);
+// Sources for the fast forms: random bit patterns (NaN payloads, infinities,
+// denormals, huge values) and every step of the int16 scale with its
+// neighbours one ulp away; 32-bit integers with every high half, each with
+// low halves at both ends and one between.
+struct EdgeSources {
   std::vector<double> d;
-  for (int k = -32770; k <= 32770; ++k) {
-    const double x = k / 32768.0;
-    d.insert(d.end(), {x, std::nextafter(x, -2.0), std::nextafter(x, 2.0)});
+  std::vector<float> f;
+  std::vector<int> i32;
+  std::vector<unsigned> u32;
+  std::vector<unsigned char> bo;
+  EdgeSources() {
+    std::mt19937_64 rng(7);
+    for (int k = -32770; k <= 32770; ++k) {
+      const double x = k / 32768.0;
+      d.insert(d.end(), {x, std::nextafter(x, -2.0), std::nextafter(x, 2.0)});
+    }
+    for (int i = 0; i < 200000; ++i) {
+      const std::uint64_t bits = rng();
+      double x;
+      std::memcpy(&x, &bits, sizeof x);
+      d.push_back(x);
+    }
+    // Floats: the same steps where they fit, random bit patterns elsewhere.
+    f.resize(d.size());
+    for (size_t i = 0; i < d.size(); ++i) {
+      const std::uint32_t bits = static_cast<std::uint32_t>(rng());
+      if (std::fabs(d[i]) < 2.0 && i % 2 == 0)
+        f[i] = static_cast<float>(d[i]);
+      else
+        std::memcpy(&f[i], &bits, sizeof(float));
+    }
+    for (std::uint32_t high = 0; high < 65536; ++high)
+      for (std::uint32_t low : {0u, 1u, 65535u, static_cast<std::uint32_t>(rng() & 0xFFFF)})
+        u32.push_back(high << 16 | low);
+    while (u32.size() < d.size()) u32.push_back(static_cast<unsigned>(rng()));
+    i32.assign(u32.begin(), u32.end());
+    bo.resize(d.size());
+    for (auto& x : bo) x = static_cast<unsigned char>(rng());
   }
-  for (int i = 0; i < 200000; ++i) {
-    const std::uint64_t bits = rng();
-    double x;
-    std::memcpy(&x, &bits, sizeof x);
-    d.push_back(x);
-  }
-  // Floats: the same steps where they fit, random bit patterns elsewhere.
-  std::vector<float> f(d.size());
-  for (size_t i = 0; i < d.size(); ++i) {
-    const std::uint32_t bits = static_cast<std::uint32_t>(rng());
-    if (std::fabs(d[i]) < 2.0 && i % 2 == 0)
-      f[i] = static_cast<float>(d[i]);
-    else
-      std::memcpy(&f[i], &bits, sizeof(float));
-  }
-  std::vector<int> i32(d.size());
-  for (auto& x : i32) x = static_cast<int>(rng());
-  std::vector<unsigned char> bo(d.size());
-  for (auto& x : bo) x = static_cast<unsigned char>(rng());
-  const size_t n = d.size();
-  for (size_t i = 0; i < n; ++i) ASSERT_EQ(floorToInt16Fast(d[i]), floorToInt16(d[i])) << d[i];
+};
+const EdgeSources& edgeSources() {
+  static const EdgeSources sources;
+  return sources;
+}
+
+// The fast element forms against the plain rule.
+TEST(RawPlanarFastForms, EqualThePlainRules) {
+  const EdgeSources& e = edgeSources();
+  for (double x : e.d) ASSERT_EQ(floorToInt16Fast(x), floorToInt16(x)) << x;
   const RawPlanarForms* forms = rawPlanarForms();
   if (forms == nullptr) GTEST_SKIP() << "no fast forms in this build";
+  const size_t n = e.d.size();
   std::vector<short> out(n);
+  std::vector<unsigned short> u16(n);
   std::vector<unsigned char> bytes(n);
   const auto check = [&](auto run, const auto& src, auto plain, auto& dst) {
     const std::int64_t done = run(src.data(), dst.data(), static_cast<std::int64_t>(n));
     ASSERT_GE(done, static_cast<std::int64_t>(n) - 16);
     for (std::int64_t i = 0; i < done; ++i) ASSERT_EQ(dst[i], plain(src[i])) << i;
   };
-  check(forms->run[VIDEO_DOUBLE], d, rawPlanarElement<VIDEO_DOUBLE, VIDEO_INT16>, out);
-  check(forms->run[VIDEO_SINGLE], f, rawPlanarElement<VIDEO_SINGLE, VIDEO_INT16>, out);
-  check(forms->run[VIDEO_INT32], i32, rawPlanarElement<VIDEO_INT32, VIDEO_INT16>, out);
-  std::vector<unsigned> u32(i32.begin(), i32.end());
-  std::vector<unsigned short> u16(n);
-  check(forms->run[VIDEO_UINT32], u32, rawPlanarElement<VIDEO_UINT32, VIDEO_UINT16>, u16);
-  check(forms->run[VIDEO_BOOLEAN], bo, rawPlanarElement<VIDEO_BOOLEAN, VIDEO_UINT8>, bytes);
+  check(forms->run[VIDEO_DOUBLE], e.d, rawPlanarElement<VIDEO_DOUBLE, VIDEO_INT16>, out);
+  check(forms->run[VIDEO_SINGLE], e.f, rawPlanarElement<VIDEO_SINGLE, VIDEO_INT16>, out);
+  check(forms->run[VIDEO_INT32], e.i32, rawPlanarElement<VIDEO_INT32, VIDEO_INT16>, out);
+  check(forms->run[VIDEO_UINT32], e.u32, rawPlanarElement<VIDEO_UINT32, VIDEO_UINT16>, u16);
+  check(forms->run[VIDEO_BOOLEAN], e.bo, rawPlanarElement<VIDEO_BOOLEAN, VIDEO_UINT8>, bytes);
+}
+
+// The fused column blocks against the plain rule, on every edge source laid
+// out as 32 columns: whole blocks of rows and a last short one, rows in order
+// and reversed, a target row longer than the strip, guard-filled targets.
+template <int S, int D>
+void checkColumns32(const RawPlanarForms* forms, const std::vector<Sample<S>>& values) {
+  if (forms->columns32[S] == nullptr) return;
+  const std::int64_t all = static_cast<std::int64_t>(values.size() / 32);
+  for (std::int64_t h : {std::int64_t{1}, std::int64_t{16}, std::int64_t{45}, all}) {
+    const std::vector<Sample<S>> src(values.begin(), values.begin() + 32 * h);
+    constexpr std::int64_t kRow = 37;  // 32 columns, then 5 the block must not touch
+    for (bool flip : {false, true}) {
+      Guarded<Sample<D>> got(h * kRow);
+      std::vector<Sample<D>> want(h * kRow);
+      for (std::int64_t i = 0; i < h * kRow; ++i) want[i] = got[i];
+      auto* gotRow0 = static_cast<Sample<D>*>(got.ptr()) + (flip ? (h - 1) * kRow : 0);
+      const std::int64_t step = flip ? -kRow : kRow;
+      const std::int64_t done = forms->columns32[S](src.data(), h, gotRow0, step, h);
+      ASSERT_EQ(done, h);
+      for (std::int64_t r = 0; r < done; ++r)
+        for (int c = 0; c < 32; ++c)
+          want[(flip ? h - 1 - r : r) * kRow + c] = rawPlanarElement<S, D>(src[c * h + r]);
+      ASSERT_TRUE(got.guardsIntact());
+      for (std::int64_t i = 0; i < h * kRow; ++i)
+        ASSERT_EQ(got[i], want[i]) << "type " << S << " h " << h << " flip " << flip << " at " << i;
+    }
+  }
+}
+
+TEST(RawPlanarFastForms, FusedColumnBlocksEqualThePlainRule) {
+  const RawPlanarForms* forms = rawPlanarForms();
+  if (forms == nullptr) GTEST_SKIP() << "no fast forms in this build";
+  const EdgeSources& e = edgeSources();
+  checkColumns32<VIDEO_DOUBLE, VIDEO_INT16>(forms, e.d);
+  checkColumns32<VIDEO_SINGLE, VIDEO_INT16>(forms, e.f);
+  checkColumns32<VIDEO_INT32, VIDEO_INT16>(forms, e.i32);
+  checkColumns32<VIDEO_UINT32, VIDEO_UINT16>(forms, e.u32);
 }
 
 // The block transposes of 2-, 4- and 8-byte elements of every set the CPU runs,
