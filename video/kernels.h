@@ -21,6 +21,10 @@ struct VideoForms {
   // The same for 16 rows of 64 bytes.
   void (*transposeBytes16x64)(const std::uint8_t* src, std::int64_t srcStride, std::uint8_t* dst,
                               std::int64_t dstStride);
+  // The same for 64 rows of 64 bytes, each destination column written as one
+  // 64-byte run; non-null only where transposeBytes16x64 is.
+  void (*transposeBytes64x64)(const std::uint8_t* src, std::int64_t srcStride, std::uint8_t* dst,
+                              std::int64_t dstStride);
   // Transposes an 8 x 8 block of 8-byte elements (strides in elements) and
   // writes each column, one line-aligned 64-byte line, past the caches.
   void (*streamTranspose8x8)(const void* src, std::int64_t srcStride, void* dst, std::int64_t dstStride);

@@ -70,6 +70,33 @@ void transposeBytes16x64(const std::uint8_t* src, std::int64_t srcStride, std::u
   }
 }
 
+// Four row groups of transposeBytes16x64 kept apart, then each column's four
+// 16-byte pieces (lane L of group g's vector c holds rows 16 g .. 16 g + 15
+// of column 16 L + c) joined across the groups by a 4 x 4 transpose of
+// 128-bit lanes, so that a column goes out as one 64-byte store.
+void transposeBytes64x64(const std::uint8_t* src, std::int64_t srcStride, std::uint8_t* dst,
+                         std::int64_t dstStride) {
+  alignas(64) __m512i groups[4][16];
+  for (int g = 0; g < 4; ++g) {
+    __m512i x[16];
+    for (int i = 0; i < 16; ++i) x[i] = _mm512_loadu_si512(src + (16 * g + i) * srcStride);
+    transpose16<Ops512>(x);
+    for (int c = 0; c < 16; ++c) _mm512_store_si512(&groups[g][c], x[c]);
+  }
+  for (int c = 0; c < 16; ++c) {
+    const __m512i a0 = _mm512_load_si512(&groups[0][c]), a1 = _mm512_load_si512(&groups[1][c]);
+    const __m512i a2 = _mm512_load_si512(&groups[2][c]), a3 = _mm512_load_si512(&groups[3][c]);
+    // Lanes 0, 1 (or 2, 3) of two groups side by side, then the even or odd
+    // lanes of those: lane L of each group in order.
+    const __m512i b0 = _mm512_shuffle_i64x2(a0, a1, 0x44), b1 = _mm512_shuffle_i64x2(a0, a1, 0xEE);
+    const __m512i b2 = _mm512_shuffle_i64x2(a2, a3, 0x44), b3 = _mm512_shuffle_i64x2(a2, a3, 0xEE);
+    _mm512_storeu_si512(dst + c * dstStride, _mm512_shuffle_i64x2(b0, b2, 0x88));
+    _mm512_storeu_si512(dst + (16 + c) * dstStride, _mm512_shuffle_i64x2(b0, b2, 0xDD));
+    _mm512_storeu_si512(dst + (32 + c) * dstStride, _mm512_shuffle_i64x2(b1, b3, 0x88));
+    _mm512_storeu_si512(dst + (48 + c) * dstStride, _mm512_shuffle_i64x2(b1, b3, 0xDD));
+  }
+}
+
 // Eight rows of eight 8-byte elements: x[c] becomes column c.
 [[gnu::always_inline]] inline void transposeQwords8x8(__m512i x[8]) {
   __m512i t[8], u[8];
@@ -109,6 +136,7 @@ constinit const VideoForms kVideoFormsAvx512 = [] {
   VideoForms f{};
   f.splitBGR = &splitBGR;
   f.transposeBytes16x64 = &transposeBytes16x64;
+  f.transposeBytes64x64 = &transposeBytes64x64;
   f.streamTranspose8x8 = &streamTranspose8x8;
   return f;
 }();
