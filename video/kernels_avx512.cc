@@ -73,9 +73,10 @@ void transposeBytes16x64(const std::uint8_t* src, std::int64_t srcStride, std::u
 // Four row groups of transposeBytes16x64 kept apart, then each column's four
 // 16-byte pieces (lane L of group g's vector c holds rows 16 g .. 16 g + 15
 // of column 16 L + c) joined across the groups by a 4 x 4 transpose of
-// 128-bit lanes, so that a column goes out as one 64-byte store.
-void transposeBytes64x64(const std::uint8_t* src, std::int64_t srcStride, std::uint8_t* dst,
-                         std::int64_t dstStride) {
+// 128-bit lanes: store(j, v) gets column j whole.
+template <typename Store>
+[[gnu::always_inline]] inline void transposeBytes64x64By(const std::uint8_t* src, std::int64_t srcStride,
+                                                         Store store) {
   alignas(64) __m512i groups[4][16];
   for (int g = 0; g < 4; ++g) {
     __m512i x[16];
@@ -90,11 +91,45 @@ void transposeBytes64x64(const std::uint8_t* src, std::int64_t srcStride, std::u
     // lanes of those: lane L of each group in order.
     const __m512i b0 = _mm512_shuffle_i64x2(a0, a1, 0x44), b1 = _mm512_shuffle_i64x2(a0, a1, 0xEE);
     const __m512i b2 = _mm512_shuffle_i64x2(a2, a3, 0x44), b3 = _mm512_shuffle_i64x2(a2, a3, 0xEE);
-    _mm512_storeu_si512(dst + c * dstStride, _mm512_shuffle_i64x2(b0, b2, 0x88));
-    _mm512_storeu_si512(dst + (16 + c) * dstStride, _mm512_shuffle_i64x2(b0, b2, 0xDD));
-    _mm512_storeu_si512(dst + (32 + c) * dstStride, _mm512_shuffle_i64x2(b1, b3, 0x88));
-    _mm512_storeu_si512(dst + (48 + c) * dstStride, _mm512_shuffle_i64x2(b1, b3, 0xDD));
+    store(c, _mm512_shuffle_i64x2(b0, b2, 0x88));
+    store(16 + c, _mm512_shuffle_i64x2(b0, b2, 0xDD));
+    store(32 + c, _mm512_shuffle_i64x2(b1, b3, 0x88));
+    store(48 + c, _mm512_shuffle_i64x2(b1, b3, 0xDD));
   }
+}
+
+void transposeBytes64x64(const std::uint8_t* src, std::int64_t srcStride, std::uint8_t* dst,
+                         std::int64_t dstStride) {
+  transposeBytes64x64By(src, srcStride,
+                        [&](int c, __m512i v) { _mm512_storeu_si512(dst + c * dstStride, v); });
+}
+
+struct Iota {
+  alignas(64) std::uint8_t v[64];
+  constexpr Iota() : v{} {
+    for (int j = 0; j < 64; ++j) v[j] = static_cast<std::uint8_t>(j);
+  }
+};
+constexpr Iota kIota;
+
+// Column c's 64 new bytes start k bytes into a line; rotated by k, bytes
+// [k, 64) of the rotation complete that line after the k carried bytes,
+// and bytes [0, k) are the head of the next line, carried.
+void transposeBytes64x64Lines(const std::uint8_t* src, std::int64_t srcStride, std::uint8_t* dst,
+                              std::int64_t dstStride, std::uint8_t* carry, bool first) {
+  const __m512i iota = _mm512_load_si512(kIota.v);
+  transposeBytes64x64By(src, srcStride, [&](int c, __m512i v) {
+    std::uint8_t* const d = dst + c * dstStride;
+    const int k = static_cast<int>(reinterpret_cast<std::uintptr_t>(d) % 64);
+    const __mmask64 tail = ~std::uint64_t{0} << k;
+    const __m512i rotated = _mm512_permutexvar_epi8(_mm512_sub_epi8(iota, _mm512_set1_epi8(static_cast<char>(k))), v);
+    auto* const slot = reinterpret_cast<__m512i*>(carry + 64 * c);
+    if (first)
+      _mm512_mask_storeu_epi8(d - k, tail, rotated);
+    else
+      _mm512_store_si512(d - k, _mm512_mask_blend_epi8(tail, _mm512_load_si512(slot), rotated));
+    _mm512_store_si512(slot, rotated);
+  });
 }
 
 // Eight rows of eight 8-byte elements: x[c] becomes column c.
@@ -137,6 +172,7 @@ constinit const VideoForms kVideoFormsAvx512 = [] {
   f.splitBGR = &splitBGR;
   f.transposeBytes16x64 = &transposeBytes16x64;
   f.transposeBytes64x64 = &transposeBytes64x64;
+  f.transposeBytes64x64Lines = &transposeBytes64x64Lines;
   f.streamTranspose8x8 = &streamTranspose8x8;
   return f;
 }();
