@@ -119,8 +119,9 @@ void walkStrips(const Planes (&planes)[P], const int (&per)[P], int h, int units
   // Byte columns in bands of a whole line of rows go out a whole line at a
   // time where the CPU has the form for it: each line of a column is
   // written once, the rows of a band past the column's last line boundary
-  // carried (64 bytes a column) to the next band. Not on the stack, whose
-  // buffer would then hold too few columns a piece.
+  // carried (64 bytes a column) to the next band; with `stream`, the whole
+  // lines past the caches. Not on the stack, whose buffer would then hold
+  // too few columns a piece.
   auto* const linesForm =
       ToPlanes && sizeof(E) == 1 && h >= L && bytes >= kStripBytes ? videoForms().transposeBytes64x64Lines : nullptr;
   const StripShape<E, P> shape(view, per, h, units, bytes, ToPlanes && stream, S, linesForm ? L : 0);
@@ -161,7 +162,8 @@ void walkStrips(const Planes (&planes)[P], const int (&per)[P], int h, int units
             if (cols64 > 0 && rows == L) {
               for (int c = 0; c < cols64; c += 64)
                 linesForm(reinterpret_cast<const std::uint8_t*>(strip[p]) + c, stride[p],
-                          reinterpret_cast<std::uint8_t*>(to + c * H + r0), H, carry[p] + 64 * c, r0 == 0);
+                          reinterpret_cast<std::uint8_t*>(to + c * H + r0), H, carry[p] + 64 * c, r0 == 0,
+                          stream);
               if (cols > cols64)
                 transposeTile(strip[p] + cols64, stride[p], to + cols64 * H + r0, H, rows, cols - cols64);
               done[p] = end;
@@ -209,8 +211,9 @@ template <bool ToPlanes, typename E, int P, typename Planes, typename RowFn>
 // Planes written column-major: rowFn(r, u0, n, dst) fills, for picture row r,
 // units [u0, u0 + n) into dst[p] (per[p] * n elements each), which go to
 // plane p at columns [per[p] * u0, per[p] * (u0 + n)). With `stream`, wide
-// samples go to memory past the caches where their columns line up (the
-// caller fences).
+// samples go to memory past the caches where their columns line up, and
+// bytes where whole lines of their columns are written at once (the caller
+// fences).
 template <typename E, int P, typename RowFn>
 void rowsToColumns(E* const (&planes)[P], const int (&per)[P], int h, int units, RowFn&& rowFn,
                    bool stream = false) {

@@ -33,9 +33,10 @@ struct VideoForms {
   // written); the rows past the column's last line boundary, k of them
   // where dst + c * dstStride lies k bytes past a line boundary, are left in
   // carry[64 c ... + k] instead (64-byte aligned), for the next call or for
-  // the caller to write.
+  // the caller to write. With `stream`, the whole lines go past the caches
+  // (the caller fences).
   void (*transposeBytes64x64Lines)(const std::uint8_t* src, std::int64_t srcStride, std::uint8_t* dst,
-                                   std::int64_t dstStride, std::uint8_t* carry, bool first);
+                                   std::int64_t dstStride, std::uint8_t* carry, bool first, bool stream);
   // Transposes an 8 x 8 block of 8-byte elements (strides in elements) and
   // writes each column, one line-aligned 64-byte line, past the caches.
   void (*streamTranspose8x8)(const void* src, std::int64_t srcStride, void* dst, std::int64_t dstStride);

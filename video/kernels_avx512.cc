@@ -116,7 +116,7 @@ constexpr Iota kIota;
 // [k, 64) of the rotation complete that line after the k carried bytes,
 // and bytes [0, k) are the head of the next line, carried.
 void transposeBytes64x64Lines(const std::uint8_t* src, std::int64_t srcStride, std::uint8_t* dst,
-                              std::int64_t dstStride, std::uint8_t* carry, bool first) {
+                              std::int64_t dstStride, std::uint8_t* carry, bool first, bool stream) {
   const __m512i iota = _mm512_load_si512(kIota.v);
   transposeBytes64x64By(src, srcStride, [&](int c, __m512i v) {
     std::uint8_t* const d = dst + c * dstStride;
@@ -124,10 +124,16 @@ void transposeBytes64x64Lines(const std::uint8_t* src, std::int64_t srcStride, s
     const __mmask64 tail = ~std::uint64_t{0} << k;
     const __m512i rotated = _mm512_permutexvar_epi8(_mm512_sub_epi8(iota, _mm512_set1_epi8(static_cast<char>(k))), v);
     auto* const slot = reinterpret_cast<__m512i*>(carry + 64 * c);
-    if (first)
-      _mm512_mask_storeu_epi8(d - k, tail, rotated);
-    else
-      _mm512_store_si512(d - k, _mm512_mask_blend_epi8(tail, _mm512_load_si512(slot), rotated));
+    auto* const line = reinterpret_cast<__m512i*>(d - k);
+    if (first) {
+      _mm512_mask_storeu_epi8(line, tail, rotated);
+    } else {
+      const __m512i whole = _mm512_mask_blend_epi8(tail, _mm512_load_si512(slot), rotated);
+      if (stream)
+        _mm512_stream_si512(line, whole);
+      else
+        _mm512_store_si512(line, whole);
+    }
     _mm512_store_si512(slot, rotated);
   });
 }
