@@ -2,15 +2,16 @@
 // pixels a step by byte permutes across the whole register, the byte
 // transpose 16 rows by 64 columns a block, and the streamed 8 x 8 transpose
 // of 8-byte samples.
+// GCC 12 reports the lanes its own AVX-512 intrinsics leave undefined on
+// purpose (_mm512_undefined_*) as uninitialised; before the includes, so the
+// blocks of the shared header that are compiled here are covered too.
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#pragma GCC diagnostic ignored "-Wuninitialized"
+
 #include <immintrin.h>
 
 #include "video/kernels.h"
 #include "video/simd_blocks.h"
-
-// GCC 12 reports the lanes its own AVX-512 intrinsics leave undefined on
-// purpose (_mm512_undefined_*) as uninitialised.
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#pragma GCC diagnostic ignored "-Wuninitialized"
 
 namespace rivulet {
 namespace {
