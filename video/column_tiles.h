@@ -72,8 +72,9 @@ struct StripShape {
   int ringRows;
   int shift[P] = {};
   std::int64_t unitsPerPiece = 0;
+  // extraRows: rows' worth of the buffer per unit kept for other use.
   StripShape(E const* const (&planes)[P], const int (&per)[P], int h, int units, std::int64_t bytes,
-             bool stream, int rows)
+             bool stream, int rows, int extraRows = 0)
       : ringRows(rows) {
     constexpr int L = kLineRows<E>;
     if (sizeof(E) >= 4 && stream && (std::int64_t{h} * sizeof(E)) % 64 == 0)
@@ -85,7 +86,7 @@ struct StripShape {
     std::int64_t perUnit = 0;
     for (int p = 0; p < P; ++p) perUnit += per[p];
     // Strides round up and may gain a line: a line per plane of slack.
-    const std::int64_t usable = bytes / ringRows - P * 128;
+    const std::int64_t usable = bytes / (ringRows + extraRows) - P * 128;
     unitsPerPiece = std::max<std::int64_t>(1, std::min<std::int64_t>(units, usable / (perUnit * sizeof(E))));
   }
 };
@@ -115,7 +116,15 @@ void walkStrips(const Planes (&planes)[P], const int (&per)[P], int h, int units
   const int S = ToPlanes || bytes < kStripBytes ? kStripRows<E> : kReadRows<E>;
   E const* view[P];
   for (int p = 0; p < P; ++p) view[p] = planes[p];
-  const StripShape<E, P> shape(view, per, h, units, bytes, ToPlanes && stream, S);
+  // Byte columns in bands of a whole line of rows go out a whole line at a
+  // time where the CPU has the form for it: each line of a column is
+  // written once, the rows of a band past the column's last line boundary
+  // carried (64 bytes a column) to the next band; with `stream`, the whole
+  // lines past the caches. Not on the stack, whose buffer would then hold
+  // too few columns a piece.
+  auto* const linesForm =
+      ToPlanes && sizeof(E) == 1 && h >= L && bytes >= kStripBytes ? videoForms().transposeBytes64x64Lines : nullptr;
+  const StripShape<E, P> shape(view, per, h, units, bytes, ToPlanes && stream, S, linesForm ? L : 0);
   const int R = shape.ringRows;
   const std::int64_t H = h;
   // Strides for the widest piece serve every piece.
@@ -127,6 +136,12 @@ void walkStrips(const Planes (&planes)[P], const int (&per)[P], int h, int units
     stride[p] = stripStride<E>(per[p], shape.unitsPerPiece);
     next += stride[p] * R;
   }
+  unsigned char* carry[P] = {};
+  if (linesForm != nullptr)
+    for (int p = 0; p < P; ++p) {
+      carry[p] = reinterpret_cast<unsigned char*>(next);
+      next += per[p] * shape.unitsPerPiece * 64;
+    }
   for (int u0 = 0; u0 < units;) {
     const int n = static_cast<int>(std::min<std::int64_t>(shape.unitsPerPiece, units - u0));
     int done[P] = {};  // rows of plane p written to the planes
@@ -142,6 +157,27 @@ void walkStrips(const Planes (&planes)[P], const int (&per)[P], int h, int units
           // Up to the last line boundary of the plane's columns, or the end.
           const int end = r0 + rows == h ? h : (r0 + rows + shape.shift[p]) / L * L - shape.shift[p];
           E* const to = planes[p] + per[p] * std::int64_t{u0} * H;
+          if constexpr (sizeof(E) == 1) {
+            const int cols = per[p] * n, cols64 = linesForm != nullptr ? cols & ~63 : 0;
+            if (cols64 > 0 && rows == L) {
+              for (int c = 0; c < cols64; c += 64)
+                linesForm(reinterpret_cast<const std::uint8_t*>(strip[p]) + c, stride[p],
+                          reinterpret_cast<std::uint8_t*>(to + c * H + r0), H, carry[p] + 64 * c, r0 == 0,
+                          stream);
+              if (cols > cols64)
+                transposeTile(strip[p] + cols64, stride[p], to + cols64 * H + r0, H, rows, cols - cols64);
+              done[p] = end;
+            }
+            // After the last whole band, the carried rows go to their columns.
+            if (cols64 > 0 && (rows == L ? r0 + rows == h : r0 > 0)) {
+              const int at = rows == L ? h : r0;
+              for (int c = 0; c < cols64; ++c) {
+                E* const d = to + c * H + at;
+                const int k = static_cast<int>(reinterpret_cast<std::uintptr_t>(d) % 64);
+                std::copy_n(carry[p] + 64 * c, k, reinterpret_cast<unsigned char*>(d) - k);
+              }
+            }
+          }
           while (done[p] < end) {
             // A first piece short of a line on its own, then whole lines.
             const int at = (done[p] + shape.shift[p]) % R, head = (L - at % L) % L;
@@ -175,8 +211,9 @@ template <bool ToPlanes, typename E, int P, typename Planes, typename RowFn>
 // Planes written column-major: rowFn(r, u0, n, dst) fills, for picture row r,
 // units [u0, u0 + n) into dst[p] (per[p] * n elements each), which go to
 // plane p at columns [per[p] * u0, per[p] * (u0 + n)). With `stream`, wide
-// samples go to memory past the caches where their columns line up (the
-// caller fences).
+// samples go to memory past the caches where their columns line up, and
+// bytes where whole lines of their columns are written at once (the caller
+// fences).
 template <typename E, int P, typename RowFn>
 void rowsToColumns(E* const (&planes)[P], const int (&per)[P], int h, int units, RowFn&& rowFn,
                    bool stream = false) {

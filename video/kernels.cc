@@ -32,6 +32,8 @@ const VideoForms& videoForms() {
     widest(f.splitBGR, &VideoForms::splitBGR);
     widest(f.transposeBytes16x16, &VideoForms::transposeBytes16x16);
     widest(f.transposeBytes16x64, &VideoForms::transposeBytes16x64);
+    widest(f.transposeBytes64x64, &VideoForms::transposeBytes64x64);
+    widest(f.transposeBytes64x64Lines, &VideoForms::transposeBytes64x64Lines);
     widest(f.streamTranspose8x8, &VideoForms::streamTranspose8x8);
     widest(f.streamLine, &VideoForms::streamLine);
     widest(f.streamFence, &VideoForms::streamFence);

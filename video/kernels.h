@@ -21,6 +21,22 @@ struct VideoForms {
   // The same for 16 rows of 64 bytes.
   void (*transposeBytes16x64)(const std::uint8_t* src, std::int64_t srcStride, std::uint8_t* dst,
                               std::int64_t dstStride);
+  // The same for 64 rows of 64 bytes, each destination column written as one
+  // 64-byte run; non-null only where transposeBytes16x64 is.
+  void (*transposeBytes64x64)(const std::uint8_t* src, std::int64_t srcStride, std::uint8_t* dst,
+                              std::int64_t dstStride);
+  // The same, in whole destination lines, for a run of calls down the
+  // columns, 64 rows apart: of column c (from dst + c * dstStride, 64 bytes),
+  // the line that the column's row 0 falls in is written whole, its bytes
+  // above row 0 taken from carry[64 c ...], left there by the call for the
+  // rows above (on the `first` call, only the bytes from row 0 on are
+  // written); the rows past the column's last line boundary, k of them
+  // where dst + c * dstStride lies k bytes past a line boundary, are left in
+  // carry[64 c ... + k] instead (64-byte aligned), for the next call or for
+  // the caller to write. With `stream`, the whole lines go past the caches
+  // (the caller fences).
+  void (*transposeBytes64x64Lines)(const std::uint8_t* src, std::int64_t srcStride, std::uint8_t* dst,
+                                   std::int64_t dstStride, std::uint8_t* carry, bool first, bool stream);
   // Transposes an 8 x 8 block of 8-byte elements (strides in elements) and
   // writes each column, one line-aligned 64-byte line, past the caches.
   void (*streamTranspose8x8)(const void* src, std::int64_t srcStride, void* dst, std::int64_t dstStride);

@@ -2,15 +2,16 @@
 // pixels a step by byte permutes across the whole register, the byte
 // transpose 16 rows by 64 columns a block, and the streamed 8 x 8 transpose
 // of 8-byte samples.
+// GCC 12 reports the lanes its own AVX-512 intrinsics leave undefined on
+// purpose (_mm512_undefined_*) as uninitialised; before the includes, so the
+// blocks of the shared header that are compiled here are covered too.
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#pragma GCC diagnostic ignored "-Wuninitialized"
+
 #include <immintrin.h>
 
 #include "video/kernels.h"
 #include "video/simd_blocks.h"
-
-// GCC 12 reports the lanes its own AVX-512 intrinsics leave undefined on
-// purpose (_mm512_undefined_*) as uninitialised.
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#pragma GCC diagnostic ignored "-Wuninitialized"
 
 namespace rivulet {
 namespace {
@@ -70,6 +71,74 @@ void transposeBytes16x64(const std::uint8_t* src, std::int64_t srcStride, std::u
   }
 }
 
+// Four row groups of transposeBytes16x64 kept apart, then each column's four
+// 16-byte pieces (lane L of group g's vector c holds rows 16 g .. 16 g + 15
+// of column 16 L + c) joined across the groups by a 4 x 4 transpose of
+// 128-bit lanes: store(j, v) gets column j whole.
+template <typename Store>
+[[gnu::always_inline]] inline void transposeBytes64x64By(const std::uint8_t* src, std::int64_t srcStride,
+                                                         Store store) {
+  alignas(64) __m512i groups[4][16];
+  for (int g = 0; g < 4; ++g) {
+    __m512i x[16];
+    for (int i = 0; i < 16; ++i) x[i] = _mm512_loadu_si512(src + (16 * g + i) * srcStride);
+    transpose16<Ops512>(x);
+    for (int c = 0; c < 16; ++c) _mm512_store_si512(&groups[g][c], x[c]);
+  }
+  for (int c = 0; c < 16; ++c) {
+    const __m512i a0 = _mm512_load_si512(&groups[0][c]), a1 = _mm512_load_si512(&groups[1][c]);
+    const __m512i a2 = _mm512_load_si512(&groups[2][c]), a3 = _mm512_load_si512(&groups[3][c]);
+    // Lanes 0, 1 (or 2, 3) of two groups side by side, then the even or odd
+    // lanes of those: lane L of each group in order.
+    const __m512i b0 = _mm512_shuffle_i64x2(a0, a1, 0x44), b1 = _mm512_shuffle_i64x2(a0, a1, 0xEE);
+    const __m512i b2 = _mm512_shuffle_i64x2(a2, a3, 0x44), b3 = _mm512_shuffle_i64x2(a2, a3, 0xEE);
+    store(c, _mm512_shuffle_i64x2(b0, b2, 0x88));
+    store(16 + c, _mm512_shuffle_i64x2(b0, b2, 0xDD));
+    store(32 + c, _mm512_shuffle_i64x2(b1, b3, 0x88));
+    store(48 + c, _mm512_shuffle_i64x2(b1, b3, 0xDD));
+  }
+}
+
+void transposeBytes64x64(const std::uint8_t* src, std::int64_t srcStride, std::uint8_t* dst,
+                         std::int64_t dstStride) {
+  transposeBytes64x64By(src, srcStride,
+                        [&](int c, __m512i v) { _mm512_storeu_si512(dst + c * dstStride, v); });
+}
+
+struct Iota {
+  alignas(64) std::uint8_t v[64];
+  constexpr Iota() : v{} {
+    for (int j = 0; j < 64; ++j) v[j] = static_cast<std::uint8_t>(j);
+  }
+};
+constexpr Iota kIota;
+
+// Column c's 64 new bytes start k bytes into a line; rotated by k, bytes
+// [k, 64) of the rotation complete that line after the k carried bytes,
+// and bytes [0, k) are the head of the next line, carried.
+void transposeBytes64x64Lines(const std::uint8_t* src, std::int64_t srcStride, std::uint8_t* dst,
+                              std::int64_t dstStride, std::uint8_t* carry, bool first, bool stream) {
+  const __m512i iota = _mm512_load_si512(kIota.v);
+  transposeBytes64x64By(src, srcStride, [&](int c, __m512i v) {
+    std::uint8_t* const d = dst + c * dstStride;
+    const int k = static_cast<int>(reinterpret_cast<std::uintptr_t>(d) % 64);
+    const __mmask64 tail = ~std::uint64_t{0} << k;
+    const __m512i rotated = _mm512_permutexvar_epi8(_mm512_sub_epi8(iota, _mm512_set1_epi8(static_cast<char>(k))), v);
+    auto* const slot = reinterpret_cast<__m512i*>(carry + 64 * c);
+    auto* const line = reinterpret_cast<__m512i*>(d - k);
+    if (first) {
+      _mm512_mask_storeu_epi8(line, tail, rotated);
+    } else {
+      const __m512i whole = _mm512_mask_blend_epi8(tail, _mm512_load_si512(slot), rotated);
+      if (stream)
+        _mm512_stream_si512(line, whole);
+      else
+        _mm512_store_si512(line, whole);
+    }
+    _mm512_store_si512(slot, rotated);
+  });
+}
+
 // Eight rows of eight 8-byte elements: x[c] becomes column c.
 [[gnu::always_inline]] inline void transposeQwords8x8(__m512i x[8]) {
   __m512i t[8], u[8];
@@ -109,6 +178,8 @@ constinit const VideoForms kVideoFormsAvx512 = [] {
   VideoForms f{};
   f.splitBGR = &splitBGR;
   f.transposeBytes16x64 = &transposeBytes16x64;
+  f.transposeBytes64x64 = &transposeBytes64x64;
+  f.transposeBytes64x64Lines = &transposeBytes64x64Lines;
   f.streamTranspose8x8 = &streamTranspose8x8;
   return f;
 }();

@@ -69,8 +69,15 @@ inline void transposeTile(const T* src, std::int64_t srcStride, T* dst, std::int
   if constexpr (sizeof(T) == 1) {
     const auto* s = reinterpret_cast<const std::uint8_t*>(src);
     auto* d = reinterpret_cast<std::uint8_t*>(dst);
-    const int rows16 = rows & ~15;
+    const int rows16 = rows & ~15, rows64 = rows & ~63;
     int done = 0;  // columns [0, done) of rows [0, rows16) are written
+    if (f.transposeBytes64x64 != nullptr && rows64 > 0)
+      for (; done + 64 <= cols; done += 64) {
+        for (int r = 0; r < rows64; r += 64)
+          f.transposeBytes64x64(s + r * srcStride + done, srcStride, d + done * dstStride + r, dstStride);
+        for (int r = rows64; r < rows16; r += 16)
+          f.transposeBytes16x64(s + r * srcStride + done, srcStride, d + done * dstStride + r, dstStride);
+      }
     if (f.transposeBytes16x64 != nullptr)
       for (; done + 64 <= cols; done += 64)
         for (int r = 0; r < rows16; r += 16)

@@ -187,13 +187,17 @@ TEST(FastForms, SplitEqualsPlainForEveryByteInEveryPosition) {
 TEST(FastForms, ByteTransposeBlocksEqualPlain) {
   forEachSet([](const VideoForms& f, int set) {
     using Block = void (*)(const std::uint8_t*, std::int64_t, std::uint8_t*, std::int64_t);
-    for (auto [block, cols] : {std::pair<Block, int>{f.transposeBytes16x16, 16}, {f.transposeBytes16x64, 64}}) {
+    const struct {
+      Block block;
+      int rows, cols;
+    } blocks[] = {{f.transposeBytes16x16, 16, 16}, {f.transposeBytes16x64, 16, 64}, {f.transposeBytes64x64, 64, 64}};
+    for (auto [block, rows, cols] : blocks) {
       if (block == nullptr) continue;
-      const auto src = randomBytes(16 * 70, cols + set);
-      std::vector<std::uint8_t> a(cols * 40, kGuard), b(a);
-      block(src.data() + 3, 70, a.data() + 1, 40);
-      transposeTile_C(src.data() + 3, 70, b.data() + 1, 40, 16, cols);
-      ASSERT_EQ(a, b) << "set " << set << " cols " << cols;
+      const auto src = randomBytes(rows * 70, cols + set);
+      std::vector<std::uint8_t> a(cols * 90, kGuard), b(a);
+      block(src.data() + 3, 70, a.data() + 1, 90);
+      transposeTile_C(src.data() + 3, 70, b.data() + 1, 90, rows, cols);
+      ASSERT_EQ(a, b) << "set " << set << " rows " << rows << " cols " << cols;
     }
   });
 }
@@ -216,12 +220,17 @@ TEST(FastForms, StreamedRowsEqualPlain) {
 
 // The tiled transpose layer, whole planes and streamed tiles, against the plain transpose.
 TEST(TransposeLayer, PlanesAndStreamedTilesEqualPlain) {
-  for (auto [w, h] : {std::pair{16, 16}, {64, 64}, {47, 81}, {130, 129}, {65, 17}, {16, 17}, {1, 200}}) {
+  for (auto [w, h] : {std::pair{16, 16}, {64, 64}, {47, 81}, {130, 129}, {65, 17}, {16, 17}, {1, 200},
+                      {200, 1}, {193, 97}}) {
     const auto plane = randomBytes(static_cast<size_t>(w) * h, w * h);
     std::vector<std::uint8_t> ta(plane.size(), 0), tb(plane.size(), 1);
     transposePlane(plane.data(), ta.data(), w, h);
     transposeTile_C(plane.data(), w, tb.data(), h, h, w);
     ASSERT_EQ(ta, tb) << w << "x" << h;
+    // One tile of the whole plane: blocks of 64 and of 16 rows and the plain edges.
+    std::fill(ta.begin(), ta.end(), 0);
+    transposeTile(plane.data(), w, ta.data(), h, h, w);
+    ASSERT_EQ(ta, tb) << w << "x" << h << " in one tile";
   }
   // A tile one line high onto line-aligned columns streams; elsewhere it may not.
   alignas(64) static double dst[2][40 * 16];
