@@ -1,9 +1,10 @@
-// AVX-512 form of the intensity rules, eight pixels a vector; this source
+// AVX-512 form of the intensity rules, eight pixels a vector of doubles; this source
 // alone is compiled for AVX-512 (with VBMI) and is reached only through the
 // CPU detection.
 #include <immintrin.h>
 
 #include <cstring>
+#include <utility>
 
 #include "video/intensity_simd.h"
 
@@ -155,10 +156,14 @@ std::int64_t lumaBytes(const std::uint8_t* yuy2, void* dst, std::int64_t n, cons
   return i;
 }
 
-// VIDEO_DOUBLE past the caches, sixteen pixels a load, in two halves of
-// eight lanes each.
-std::int64_t intensityBGRDoubleStreamed16(const std::uint8_t* bgr, void* dst, std::int64_t n) {
-  double* out = static_cast<double*>(dst);
+// The types computed in double, sixteen BGR pixels a load (one masked load
+// and three byte permutes), in two halves of eight lanes each, stored by the
+// type's rule. Stream (VIDEO_DOUBLE only) stores past the caches onto a dst
+// aligned to 64 bytes.
+template <int N, bool Stream>
+std::int64_t intensityBGR16(const std::uint8_t* bgr, void* dst, std::int64_t n) {
+  static_assert(!Stream || N == VIDEO_DOUBLE);
+  Sample<N>* out = static_cast<Sample<N>*>(dst);
   const BGR16 split;
   std::int64_t i = 0;
   for (; i + 16 <= n; i += 16) {
@@ -168,22 +173,55 @@ std::int64_t intensityBGRDoubleStreamed16(const std::uint8_t* bgr, void* dst, st
       Avx512Ops::V v[3];
       for (int k = 0; k < 3; ++k)
         v[k] = _mm512_cvtepi32_pd(half == 0 ? _mm512_castsi512_si256(c[k]) : _mm512_extracti64x4_epi64(c[k], 1));
-      Avx512Ops::streamDouble(out + i + 8 * half, intensityOf<Avx512Ops>(v[0], v[1], v[2]));
+      const Avx512Ops::V y = intensityOf<Avx512Ops>(v[0], v[1], v[2]);
+      if constexpr (Stream)
+        Avx512Ops::streamDouble(out + i + 8 * half, y);
+      else
+        storeIntensity<Avx512Ops, N>(out + i + 8 * half, y);
     }
   }
   return i;
 }
 
-constexpr IntensityForms withByteForms(IntensityForms f) {
+// The same from three byte planes, sixteen pixels a load of each.
+template <int N, bool Stream>
+std::int64_t intensityPlanes16(const std::uint8_t* r, const std::uint8_t* g, const std::uint8_t* b, void* dst,
+                               std::int64_t n) {
+  static_assert(!Stream || N == VIDEO_DOUBLE);
+  Sample<N>* out = static_cast<Sample<N>*>(dst);
+  const std::uint8_t* const src[3] = {r, g, b};
+  std::int64_t i = 0;
+  for (; i + 16 <= n; i += 16) {
+    __m512i c[3];
+    for (int k = 0; k < 3; ++k) c[k] = _mm512_cvtepu8_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src[k] + i)));
+    for (int half = 0; half < 2; ++half) {
+      Avx512Ops::V v[3];
+      for (int k = 0; k < 3; ++k)
+        v[k] = _mm512_cvtepi32_pd(half == 0 ? _mm512_castsi512_si256(c[k]) : _mm512_extracti64x4_epi64(c[k], 1));
+      const Avx512Ops::V y = intensityOf<Avx512Ops>(v[0], v[1], v[2]);
+      if constexpr (Stream)
+        Avx512Ops::streamDouble(out + i + 8 * half, y);
+      else
+        storeIntensity<Avx512Ops, N>(out + i + 8 * half, y);
+    }
+  }
+  return i;
+}
+
+constexpr IntensityForms withWideForms(IntensityForms f) {
   f.bgr[VIDEO_UINT8] = &intensityBGRBytes;
   f.planes[VIDEO_UINT8] = &intensityPlanesBytes;
-  f.bgrDoubleStreamed = &intensityBGRDoubleStreamed16;
+  [&]<int... N>(std::integer_sequence<int, N...>) {
+    ((f.bgr[N] = &intensityBGR16<N, false>, f.planes[N] = &intensityPlanes16<N, false>), ...);
+  }(std::integer_sequence<int, VIDEO_DOUBLE, VIDEO_SINGLE, VIDEO_INT8, VIDEO_INT16, VIDEO_INT32, VIDEO_BOOLEAN>{});
+  f.bgrDoubleStreamed = &intensityBGR16<VIDEO_DOUBLE, true>;
+  f.planesDoubleStreamed = &intensityPlanes16<VIDEO_DOUBLE, true>;
   f.lumaBytes = &lumaBytes;
   return f;
 }
 
 }  // namespace
 
-const IntensityForms kIntensityForms_AVX512 = withByteForms(makeIntensityForms<Avx512Ops>());
+const IntensityForms kIntensityForms_AVX512 = withWideForms(makeIntensityForms<Avx512Ops>());
 
 }  // namespace rivulet

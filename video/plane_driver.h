@@ -30,9 +30,6 @@ struct PackedRows {
   Byte* row(int r) const { return top + r * step; }
 };
 
-// Whether a routine that writes `bytes` should write past the caches.
-inline bool streamFor(std::int64_t bytes) { return bytes >= kStreamMinBytes; }
-
 // Ends a routine whose fast forms wrote past the caches.
 inline void endStream(bool stream) {
   if (stream && videoForms().streamFence != nullptr) videoForms().streamFence();
