@@ -156,28 +156,59 @@ std::int64_t lumaBytes(const std::uint8_t* yuy2, void* dst, std::int64_t n, cons
   return i;
 }
 
+// Bytes to doubles without a conversion: a byte permute, merged into lanes
+// that hold the bits of 2^52, puts component byte i in the low byte of lane
+// i, which makes the double 2^52 + x; subtracting 2^52 leaves x exactly.
+struct MagicDoubles {
+  static constexpr std::uint64_t kTwo52 = 0x4330000000000000ull;  // 2^52 as a double
+  static constexpr __mmask64 kLowBytes = 0x0101010101010101ull;
+  __m512i bits = _mm512_set1_epi64(static_cast<long long>(kTwo52));
+  __m512d two52 = _mm512_castsi512_pd(bits);
+  // Eight doubles from the bytes of x that idx names in its lanes' low bytes.
+  __m512d of(__m512i idx, __m512i x) const {
+    return _mm512_sub_pd(_mm512_castsi512_pd(_mm512_mask_permutexvar_epi8(bits, kLowBytes, idx, x)), two52);
+  }
+};
+
+// Byte indices of sixteen pixels in two halves of eight qword lanes: for
+// BGR pixels, component k (red, green, blue) of pixel 8h + i at lane i of
+// bgr[h][k]; for a plane, byte 8h + i at lane i of plane[h].
+struct Sixteen {
+  alignas(64) std::uint8_t bgr[2][3][64];
+  alignas(64) std::uint8_t plane[2][64];
+  constexpr Sixteen() : bgr{}, plane{} {
+    for (int h = 0; h < 2; ++h)
+      for (int i = 0; i < 8; ++i) {
+        for (int k = 0; k < 3; ++k) bgr[h][k][8 * i] = static_cast<std::uint8_t>(3 * (8 * h + i) + 2 - k);
+        plane[h][8 * i] = static_cast<std::uint8_t>(8 * h + i);
+      }
+  }
+};
+constexpr Sixteen kSixteen;
+
+inline __m512i indexVector(const std::uint8_t* p) { return _mm512_load_si512(p); }
+
 // The types computed in double, sixteen BGR pixels a load (one masked load
-// and three byte permutes), in two halves of eight lanes each, stored by the
-// type's rule. Stream (VIDEO_DOUBLE only) stores past the caches onto a dst
-// aligned to 64 bytes.
+// of their 48 bytes), in two halves of eight lanes, stored by the type's
+// rule. Stream (VIDEO_DOUBLE only) stores past the caches onto a dst aligned
+// to 64 bytes.
 template <int N, bool Stream>
 std::int64_t intensityBGR16(const std::uint8_t* bgr, void* dst, std::int64_t n) {
   static_assert(!Stream || N == VIDEO_DOUBLE);
   Sample<N>* out = static_cast<Sample<N>*>(dst);
-  const BGR16 split;
+  const MagicDoubles d;
+  __m512i idx[2][3];
+  for (int h = 0; h < 2; ++h)
+    for (int k = 0; k < 3; ++k) idx[h][k] = indexVector(kSixteen.bgr[h][k]);
   std::int64_t i = 0;
   for (; i + 16 <= n; i += 16) {
-    __m512i c[3];
-    split.load(bgr + 3 * i, c);
-    for (int half = 0; half < 2; ++half) {
-      Avx512Ops::V v[3];
-      for (int k = 0; k < 3; ++k)
-        v[k] = _mm512_cvtepi32_pd(half == 0 ? _mm512_castsi512_si256(c[k]) : _mm512_extracti64x4_epi64(c[k], 1));
-      const Avx512Ops::V y = intensityOf<Avx512Ops>(v[0], v[1], v[2]);
+    const __m512i x = _mm512_maskz_loadu_epi8(0xFFFFFFFFFFFFull, bgr + 3 * i);
+    for (int h = 0; h < 2; ++h) {
+      const Avx512Ops::V y = intensityOf<Avx512Ops>(d.of(idx[h][0], x), d.of(idx[h][1], x), d.of(idx[h][2], x));
       if constexpr (Stream)
-        Avx512Ops::streamDouble(out + i + 8 * half, y);
+        Avx512Ops::streamDouble(out + i + 8 * h, y);
       else
-        storeIntensity<Avx512Ops, N>(out + i + 8 * half, y);
+        storeIntensity<Avx512Ops, N>(out + i + 8 * h, y);
     }
   }
   return i;
@@ -189,20 +220,20 @@ std::int64_t intensityPlanes16(const std::uint8_t* r, const std::uint8_t* g, con
                                std::int64_t n) {
   static_assert(!Stream || N == VIDEO_DOUBLE);
   Sample<N>* out = static_cast<Sample<N>*>(dst);
-  const std::uint8_t* const src[3] = {r, g, b};
+  const MagicDoubles d;
+  const __m512i idx[2] = {indexVector(kSixteen.plane[0]), indexVector(kSixteen.plane[1])};
+  const auto load = [](const std::uint8_t* p) {
+    return _mm512_castsi128_si512(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
+  };
   std::int64_t i = 0;
   for (; i + 16 <= n; i += 16) {
-    __m512i c[3];
-    for (int k = 0; k < 3; ++k) c[k] = _mm512_cvtepu8_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src[k] + i)));
-    for (int half = 0; half < 2; ++half) {
-      Avx512Ops::V v[3];
-      for (int k = 0; k < 3; ++k)
-        v[k] = _mm512_cvtepi32_pd(half == 0 ? _mm512_castsi512_si256(c[k]) : _mm512_extracti64x4_epi64(c[k], 1));
-      const Avx512Ops::V y = intensityOf<Avx512Ops>(v[0], v[1], v[2]);
+    const __m512i xr = load(r + i), xg = load(g + i), xb = load(b + i);
+    for (int h = 0; h < 2; ++h) {
+      const Avx512Ops::V y = intensityOf<Avx512Ops>(d.of(idx[h], xr), d.of(idx[h], xg), d.of(idx[h], xb));
       if constexpr (Stream)
-        Avx512Ops::streamDouble(out + i + 8 * half, y);
+        Avx512Ops::streamDouble(out + i + 8 * h, y);
       else
-        storeIntensity<Avx512Ops, N>(out + i + 8 * half, y);
+        storeIntensity<Avx512Ops, N>(out + i + 8 * h, y);
     }
   }
   return i;
