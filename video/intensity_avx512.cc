@@ -25,8 +25,6 @@ struct Avx512Ops {
   static V add(V a, V b) { return _mm512_add_pd(a, b); }
   static V sub(V a, V b) { return _mm512_sub_pd(a, b); }
   static V mul(V a, V b) { return _mm512_mul_pd(a, b); }
-  static V min(V a, V b) { return _mm512_min_pd(a, b); }
-  static V max(V a, V b) { return _mm512_max_pd(a, b); }
   static I trunc(V a) { return _mm512_cvttpd_epi32(a); }
   static V widen(__m128i bytes) { return _mm512_cvtepi32_pd(_mm256_cvtepu8_epi32(bytes)); }
 
