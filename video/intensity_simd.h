@@ -50,51 +50,37 @@ inline void storeIntensity(void* dst, typename Ops::V v) {
 }
 
 // Whole vectors of pixels while the loads stay inside the row's 3 * n bytes;
-// returns how many pixels were done.
-template <typename Ops, int N>
+// returns how many pixels were done. Stream (VIDEO_DOUBLE only) stores past
+// the caches onto a dst aligned to a line.
+template <typename Ops, int N, bool Stream = false>
 std::int64_t intensityBGRForm(const std::uint8_t* bgr, void* dst, std::int64_t n) {
+  static_assert(!Stream || N == VIDEO_DOUBLE);
   constexpr int L = Ops::kLanes;
   std::int64_t i = 0;
   for (; i + L <= n && 3 * i + Ops::kBGRLoadBytes <= 3 * n; i += L) {
     typename Ops::V r, g, b;
     Ops::loadBGR(bgr + 3 * i, r, g, b);
-    storeIntensity<Ops, N>(static_cast<Sample<N>*>(dst) + i, intensityOf<Ops>(r, g, b));
+    if constexpr (Stream)
+      Ops::streamDouble(static_cast<double*>(dst) + i, intensityOf<Ops>(r, g, b));
+    else
+      storeIntensity<Ops, N>(static_cast<Sample<N>*>(dst) + i, intensityOf<Ops>(r, g, b));
   }
   return i;
 }
 
-template <typename Ops, int N>
+template <typename Ops, int N, bool Stream = false>
 std::int64_t intensityPlanesForm(const std::uint8_t* r, const std::uint8_t* g, const std::uint8_t* b,
                                  void* dst, std::int64_t n) {
+  static_assert(!Stream || N == VIDEO_DOUBLE);
   constexpr int L = Ops::kLanes;
   std::int64_t i = 0;
-  for (; i + L <= n; i += L)
-    storeIntensity<Ops, N>(static_cast<Sample<N>*>(dst) + i,
-                           intensityOf<Ops>(Ops::loadBytes(r + i), Ops::loadBytes(g + i), Ops::loadBytes(b + i)));
-  return i;
-}
-
-// The VIDEO_DOUBLE forms onto a line-aligned dst, with streaming stores.
-template <typename Ops>
-std::int64_t intensityBGRDoubleStreamed(const std::uint8_t* bgr, void* dst, std::int64_t n) {
-  constexpr int L = Ops::kLanes;
-  std::int64_t i = 0;
-  for (; i + L <= n && 3 * i + Ops::kBGRLoadBytes <= 3 * n; i += L) {
-    typename Ops::V r, g, b;
-    Ops::loadBGR(bgr + 3 * i, r, g, b);
-    Ops::streamDouble(static_cast<double*>(dst) + i, intensityOf<Ops>(r, g, b));
+  for (; i + L <= n; i += L) {
+    const auto v = intensityOf<Ops>(Ops::loadBytes(r + i), Ops::loadBytes(g + i), Ops::loadBytes(b + i));
+    if constexpr (Stream)
+      Ops::streamDouble(static_cast<double*>(dst) + i, v);
+    else
+      storeIntensity<Ops, N>(static_cast<Sample<N>*>(dst) + i, v);
   }
-  return i;
-}
-
-template <typename Ops>
-std::int64_t intensityPlanesDoubleStreamed(const std::uint8_t* r, const std::uint8_t* g, const std::uint8_t* b,
-                                           void* dst, std::int64_t n) {
-  constexpr int L = Ops::kLanes;
-  std::int64_t i = 0;
-  for (; i + L <= n; i += L)
-    Ops::streamDouble(static_cast<double*>(dst) + i,
-                      intensityOf<Ops>(Ops::loadBytes(r + i), Ops::loadBytes(g + i), Ops::loadBytes(b + i)));
   return i;
 }
 
@@ -107,8 +93,8 @@ constexpr IntensityForms makeIntensityForms() {
       {&intensityPlanesForm<Ops, 0>, &intensityPlanesForm<Ops, 1>, &intensityPlanesForm<Ops, 2>,
        &intensityPlanesForm<Ops, 3>, &intensityPlanesForm<Ops, 4>, &intensityPlanesForm<Ops, 5>,
        &intensityPlanesForm<Ops, 6>, &intensityPlanesForm<Ops, 7>, &intensityPlanesForm<Ops, 8>},
-      &intensityBGRDoubleStreamed<Ops>,
-      &intensityPlanesDoubleStreamed<Ops>,
+      &intensityBGRForm<Ops, VIDEO_DOUBLE, true>,
+      &intensityPlanesForm<Ops, VIDEO_DOUBLE, true>,
       nullptr};
 }
 
