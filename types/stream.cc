@@ -94,14 +94,15 @@ std::int64_t lastLevelCacheBytes() {
   return bytes;
 }
 
-// On a 32 MiB cache shared by two cores, plain stores beat streaming by up
-// to 3x while the working set fits the cache on a quiet machine, and lose by
-// up to 3x once it is past it (outputs of 50 MB); with the other core busy,
-// streaming already wins a little below the cache size. Three quarters
-// keeps the calls that fit with room to spare on plain stores and streams
-// the rest.
+// Measured on a 32 MiB cache shared by two cores. On a quiet machine plain
+// stores win while the whole working set fits the cache, and lose by up to
+// 3x past it (outputs of 50 MB). With the other core busy, the share a call
+// really keeps is about half: plain stores then lose from about 60% of the
+// cache on (by up to 2x on the column walks, whose lines are filled a piece
+// at a time), and still win below half (a 12 MB working set ran 2x faster
+// than streamed). So a call streams from half the cache on.
 std::int64_t streamMinBytes() {
-  static const std::int64_t bytes = lastLevelCacheBytes() * 3 / 4;
+  static const std::int64_t bytes = lastLevelCacheBytes() / 2;
   return bytes;
 }
 
