@@ -17,9 +17,9 @@ namespace rivulet {
 // neither says.
 std::int64_t lastLevelCacheBytes();
 
-// The working set from which a call streams: a share of the last-level
-// cache, the rest left to the frame being read, the host and the other
-// cores that share it. Fixed at the first call.
+// The working set from which a call streams: half the last-level cache,
+// the share a call keeps while the other cores that share it work (the
+// measurements are beside its definition). Fixed at the first call.
 std::int64_t streamMinBytes();
 
 // Whether a call that reads `readBytes` and writes `writtenBytes` in all
