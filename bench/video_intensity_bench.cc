@@ -38,6 +38,25 @@ BENCHMARK(BM_Intensity<VIDEO_DOUBLE>)->Apply(sources);
 BENCHMARK(BM_Intensity<VIDEO_INT16>)->Apply(sources);
 BENCHMARK(BM_Intensity<VIDEO_UINT16>)->Apply(sources);
 BENCHMARK(BM_Intensity<VIDEO_UINT32>)->Apply(sources);
+// The other types computed in double, row-major from each source.
+BENCHMARK(BM_Intensity<VIDEO_SINGLE>)->ArgNames({"src", "colmajor"})->Args({0, 0})->Args({1, 0})->Args({2, 0})->UseRealTime();
+BENCHMARK(BM_Intensity<VIDEO_INT32>)->ArgNames({"src", "colmajor"})->Args({0, 0})->Args({1, 0})->Args({2, 0})->UseRealTime();
+
+// The kernel's own floor: VIDEO_DOUBLE on a 480 x 270 picture, whose frame
+// and plane stay in L2 (times 16 is the 1920 x 1080 figure it could reach).
+void BM_IntensityDoubleInL2(benchmark::State& state) {
+  const int w = 480, h = 270, source = static_cast<int>(state.range(0));
+  const VideoInputFcn f = source == 0 ? MM_GetRGBToIntensityChannelsInputFcn(VIDEO_DOUBLE)
+                                      : MM_GetYCbCrToIntensityChannelsInputFcn(VIDEO_DOUBLE);
+  const auto& src = randomBytes(source == 0 ? rivulet::bgrRowStride(w) * h : 2 * w * h);
+  auto out = faulted<double>(size_t{w} * h);
+  for (auto _ : state) {
+    f(src.data(), out.data(), nullptr, nullptr, w, h, ORIENTATION_ROW_MAJOR);
+    benchmark::ClobberMemory();
+  }
+  state.SetBytesProcessed(state.iterations() * w * h * sizeof(double));
+}
+BENCHMARK(BM_IntensityDoubleInL2)->ArgName("src")->Arg(0)->Arg(2)->UseRealTime();
 
 void BM_LibyuvRGB24ToJ400(benchmark::State& state) {
   const int stride = static_cast<int>(rivulet::bgrRowStride(kW));

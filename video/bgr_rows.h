@@ -132,7 +132,9 @@ inline void splitBGRRow(const std::uint8_t* bgr, Sample<N>* red, Sample<N>* gree
     const int done = split != nullptr ? split(bgr, red, green, blue, n) : 0;
     splitBGRRow_C<N>(bgr + 3 * done, red + done, green + done, blue + done, n - done, lut);
   } else {
-    if (split == nullptr || (!stream && sizeof(Sample<N>) < 8))
+    // One-byte samples widen by the table either way: through the caches,
+    // straight from the pixels.
+    if (split == nullptr || (!stream && sizeof(Sample<N>) == 1))
       return splitBGRRow_C<N>(bgr, red, green, blue, n, lut);
     constexpr int kChunk = 2048;
     alignas(64) std::uint8_t bytes[3][kChunk];

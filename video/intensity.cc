@@ -22,9 +22,7 @@ void RGBToIntensityChannelsInput(void const* frame, void* plane0, void*, void*, 
   const auto row = [&](int r, int c, int n, T* const out[1], bool toMemory) {
     intensityRowFromBGR<N>(rows.row(r) + 3 * c, out[0], n, toMemory);
   };
-  // Large outputs go to memory past the caches: row-major rows of doubles,
-  // and column-major tiles of wide samples a line at a time.
-  const bool stream = streamFor(sizeof(T) * std::int64_t{w} * h);
+  const bool stream = streamFor(bgrRowStride(w) * h, sizeof(T) * std::int64_t{w} * h);
   planesFromRows<T, 1>(row, planes, w, h, orientation, stream);
   endStream(stream);
 }
@@ -43,14 +41,14 @@ void RGBToIntensityChannelsInput_mmr(void const* frame, void* plane0, void*, voi
       const std::int64_t i = r * W + c;
       intensityRunFromPlanes<N>(src + i, src + n + i, src + 2 * n + i, out[0], cnt);
     };
-    const bool stream = streamFor(sizeof(T) * n);
+    const bool stream = streamFor(3 * n, sizeof(T) * n);
     planesFromRows<T, 1>(row, planes, w, h, ORIENTATION_COLUMN_MAJOR, stream);
     endStream(stream);
   } else {
     // Both column-major: element i from byte i of each source plane.
     const std::int32_t count = product32(w, h);
     if (count < 1) return;
-    const bool stream = streamFor(sizeof(T) * std::int64_t{count});
+    const bool stream = streamFor(3 * std::int64_t{count}, sizeof(T) * std::int64_t{count});
     intensityRunFromPlanes<N>(src, src + count, src + 2 * static_cast<std::int64_t>(count), planes[0],
                               count, stream);
     endStream(stream);
@@ -73,7 +71,7 @@ void YCbCrToIntensityChannelsInput(void const* frame, void* plane0, void*, void*
   if (orientation == ORIENTATION_ROW_MAJOR) {
     const std::int32_t count = product32(w, h);
     if (count < 1) return;
-    const bool stream = streamFor(sizeof(T) * std::int64_t{count});
+    const bool stream = streamFor(2 * std::int64_t{count}, sizeof(T) * std::int64_t{count});
     lumaRun<N>(yuy2, out, count, table, lut, stream);
     endStream(stream);
   } else {
@@ -82,7 +80,7 @@ void YCbCrToIntensityChannelsInput(void const* frame, void* plane0, void*, void*
     const auto row = [&](int r, int c, int n, T* const o[1], bool) {
       lumaRun<N>(yuy2 + 2 * (static_cast<std::int64_t>(r) * w + c), o[0], n, table, lut);
     };
-    const bool stream = streamFor(sizeof(T) * std::int64_t{w} * h);
+    const bool stream = streamFor(2 * std::int64_t{w} * h, sizeof(T) * std::int64_t{w} * h);
     planesFromRows<T, 1>(row, planes, w, h, ORIENTATION_COLUMN_MAJOR, stream);
     endStream(stream);
   }

@@ -19,8 +19,6 @@ struct Avx2Ops {
   static V add(V a, V b) { return _mm256_add_pd(a, b); }
   static V sub(V a, V b) { return _mm256_sub_pd(a, b); }
   static V mul(V a, V b) { return _mm256_mul_pd(a, b); }
-  static V min(V a, V b) { return _mm256_min_pd(a, b); }
-  static V max(V a, V b) { return _mm256_max_pd(a, b); }
   static I trunc(V a) { return _mm256_cvttpd_epi32(a); }
   static V widen(I bytes) { return _mm256_cvtepi32_pd(_mm_cvtepu8_epi32(bytes)); }
 

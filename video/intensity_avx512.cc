@@ -1,9 +1,10 @@
-// AVX-512 form of the intensity rules, eight pixels a vector; this source
+// AVX-512 form of the intensity rules, eight pixels a vector of doubles; this source
 // alone is compiled for AVX-512 (with VBMI) and is reached only through the
 // CPU detection.
 #include <immintrin.h>
 
 #include <cstring>
+#include <utility>
 
 #include "video/intensity_simd.h"
 
@@ -24,8 +25,6 @@ struct Avx512Ops {
   static V add(V a, V b) { return _mm512_add_pd(a, b); }
   static V sub(V a, V b) { return _mm512_sub_pd(a, b); }
   static V mul(V a, V b) { return _mm512_mul_pd(a, b); }
-  static V min(V a, V b) { return _mm512_min_pd(a, b); }
-  static V max(V a, V b) { return _mm512_max_pd(a, b); }
   static I trunc(V a) { return _mm512_cvttpd_epi32(a); }
   static V widen(__m128i bytes) { return _mm512_cvtepi32_pd(_mm256_cvtepu8_epi32(bytes)); }
 
@@ -155,35 +154,103 @@ std::int64_t lumaBytes(const std::uint8_t* yuy2, void* dst, std::int64_t n, cons
   return i;
 }
 
-// VIDEO_DOUBLE past the caches, sixteen pixels a load, in two halves of
-// eight lanes each.
-std::int64_t intensityBGRDoubleStreamed16(const std::uint8_t* bgr, void* dst, std::int64_t n) {
-  double* out = static_cast<double*>(dst);
-  const BGR16 split;
+// Bytes to doubles without a conversion: a byte permute, merged into lanes
+// that hold the bits of 2^52, puts component byte i in the low byte of lane
+// i, which makes the double 2^52 + x; subtracting 2^52 leaves x exactly.
+struct MagicDoubles {
+  static constexpr std::uint64_t kTwo52 = 0x4330000000000000ull;  // 2^52 as a double
+  static constexpr __mmask64 kLowBytes = 0x0101010101010101ull;
+  __m512i bits = _mm512_set1_epi64(static_cast<long long>(kTwo52));
+  __m512d two52 = _mm512_castsi512_pd(bits);
+  // Eight doubles from the bytes of x that idx names in its lanes' low bytes.
+  __m512d of(__m512i idx, __m512i x) const {
+    return _mm512_sub_pd(_mm512_castsi512_pd(_mm512_mask_permutexvar_epi8(bits, kLowBytes, idx, x)), two52);
+  }
+};
+
+// Byte indices of sixteen pixels in two halves of eight qword lanes: for
+// BGR pixels, component k (red, green, blue) of pixel 8h + i at lane i of
+// bgr[h][k]; for a plane, byte 8h + i at lane i of plane[h].
+struct Sixteen {
+  alignas(64) std::uint8_t bgr[2][3][64];
+  alignas(64) std::uint8_t plane[2][64];
+  constexpr Sixteen() : bgr{}, plane{} {
+    for (int h = 0; h < 2; ++h)
+      for (int i = 0; i < 8; ++i) {
+        for (int k = 0; k < 3; ++k) bgr[h][k][8 * i] = static_cast<std::uint8_t>(3 * (8 * h + i) + 2 - k);
+        plane[h][8 * i] = static_cast<std::uint8_t>(8 * h + i);
+      }
+  }
+};
+constexpr Sixteen kSixteen;
+
+inline __m512i indexVector(const std::uint8_t* p) { return _mm512_load_si512(p); }
+
+// The types computed in double, sixteen BGR pixels a load (one masked load
+// of their 48 bytes), in two halves of eight lanes, stored by the type's
+// rule. Stream (VIDEO_DOUBLE only) stores past the caches onto a dst aligned
+// to 64 bytes.
+template <int N, bool Stream>
+std::int64_t intensityBGR16(const std::uint8_t* bgr, void* dst, std::int64_t n) {
+  static_assert(!Stream || N == VIDEO_DOUBLE);
+  Sample<N>* out = static_cast<Sample<N>*>(dst);
+  const MagicDoubles d;
+  __m512i idx[2][3];
+  for (int h = 0; h < 2; ++h)
+    for (int k = 0; k < 3; ++k) idx[h][k] = indexVector(kSixteen.bgr[h][k]);
   std::int64_t i = 0;
   for (; i + 16 <= n; i += 16) {
-    __m512i c[3];
-    split.load(bgr + 3 * i, c);
-    for (int half = 0; half < 2; ++half) {
-      Avx512Ops::V v[3];
-      for (int k = 0; k < 3; ++k)
-        v[k] = _mm512_cvtepi32_pd(half == 0 ? _mm512_castsi512_si256(c[k]) : _mm512_extracti64x4_epi64(c[k], 1));
-      Avx512Ops::streamDouble(out + i + 8 * half, intensityOf<Avx512Ops>(v[0], v[1], v[2]));
+    const __m512i x = _mm512_maskz_loadu_epi8(0xFFFFFFFFFFFFull, bgr + 3 * i);
+    for (int h = 0; h < 2; ++h) {
+      const Avx512Ops::V y = intensityOf<Avx512Ops>(d.of(idx[h][0], x), d.of(idx[h][1], x), d.of(idx[h][2], x));
+      if constexpr (Stream)
+        Avx512Ops::streamDouble(out + i + 8 * h, y);
+      else
+        storeIntensity<Avx512Ops, N>(out + i + 8 * h, y);
     }
   }
   return i;
 }
 
-constexpr IntensityForms withByteForms(IntensityForms f) {
+// The same from three byte planes, sixteen pixels a load of each.
+template <int N, bool Stream>
+std::int64_t intensityPlanes16(const std::uint8_t* r, const std::uint8_t* g, const std::uint8_t* b, void* dst,
+                               std::int64_t n) {
+  static_assert(!Stream || N == VIDEO_DOUBLE);
+  Sample<N>* out = static_cast<Sample<N>*>(dst);
+  const MagicDoubles d;
+  const __m512i idx[2] = {indexVector(kSixteen.plane[0]), indexVector(kSixteen.plane[1])};
+  const auto load = [](const std::uint8_t* p) {
+    return _mm512_castsi128_si512(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
+  };
+  std::int64_t i = 0;
+  for (; i + 16 <= n; i += 16) {
+    const __m512i xr = load(r + i), xg = load(g + i), xb = load(b + i);
+    for (int h = 0; h < 2; ++h) {
+      const Avx512Ops::V y = intensityOf<Avx512Ops>(d.of(idx[h], xr), d.of(idx[h], xg), d.of(idx[h], xb));
+      if constexpr (Stream)
+        Avx512Ops::streamDouble(out + i + 8 * h, y);
+      else
+        storeIntensity<Avx512Ops, N>(out + i + 8 * h, y);
+    }
+  }
+  return i;
+}
+
+constexpr IntensityForms withWideForms(IntensityForms f) {
   f.bgr[VIDEO_UINT8] = &intensityBGRBytes;
   f.planes[VIDEO_UINT8] = &intensityPlanesBytes;
-  f.bgrDoubleStreamed = &intensityBGRDoubleStreamed16;
+  [&]<int... N>(std::integer_sequence<int, N...>) {
+    ((f.bgr[N] = &intensityBGR16<N, false>, f.planes[N] = &intensityPlanes16<N, false>), ...);
+  }(std::integer_sequence<int, VIDEO_DOUBLE, VIDEO_SINGLE, VIDEO_INT8, VIDEO_INT16, VIDEO_INT32, VIDEO_BOOLEAN>{});
+  f.bgrDoubleStreamed = &intensityBGR16<VIDEO_DOUBLE, true>;
+  f.planesDoubleStreamed = &intensityPlanes16<VIDEO_DOUBLE, true>;
   f.lumaBytes = &lumaBytes;
   return f;
 }
 
 }  // namespace
 
-const IntensityForms kIntensityForms_AVX512 = withByteForms(makeIntensityForms<Avx512Ops>());
+const IntensityForms kIntensityForms_AVX512 = withWideForms(makeIntensityForms<Avx512Ops>());
 
 }  // namespace rivulet

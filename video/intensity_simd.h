@@ -15,8 +15,11 @@ inline typename Ops::V intensityOf(typename Ops::V r, typename Ops::V g, typenam
   using O = Ops;
   const auto v = O::add(O::add(O::mul(r, O::set1(kIntensityRed)), O::mul(g, O::set1(kIntensityGreen))),
                         O::mul(b, O::set1(kIntensityBlue)));
-  // v is never NaN; max then min is the clamp of the plain form.
-  return O::min(O::max(v, O::set1(0.0)), O::set1(1.0));
+  // No clamp: for byte components every product is +0 or more, and the
+  // rounded sum is at most the one of white, which is exactly 1.0 (rounding
+  // is monotone). The plain form's clamp never changes a value here, which a
+  // test holds over every triple.
+  return v;
 }
 
 // Stores kLanes samples of type N made from the intensities v.
@@ -47,51 +50,37 @@ inline void storeIntensity(void* dst, typename Ops::V v) {
 }
 
 // Whole vectors of pixels while the loads stay inside the row's 3 * n bytes;
-// returns how many pixels were done.
-template <typename Ops, int N>
+// returns how many pixels were done. Stream (VIDEO_DOUBLE only) stores past
+// the caches onto a dst aligned to a line.
+template <typename Ops, int N, bool Stream = false>
 std::int64_t intensityBGRForm(const std::uint8_t* bgr, void* dst, std::int64_t n) {
+  static_assert(!Stream || N == VIDEO_DOUBLE);
   constexpr int L = Ops::kLanes;
   std::int64_t i = 0;
   for (; i + L <= n && 3 * i + Ops::kBGRLoadBytes <= 3 * n; i += L) {
     typename Ops::V r, g, b;
     Ops::loadBGR(bgr + 3 * i, r, g, b);
-    storeIntensity<Ops, N>(static_cast<Sample<N>*>(dst) + i, intensityOf<Ops>(r, g, b));
+    if constexpr (Stream)
+      Ops::streamDouble(static_cast<double*>(dst) + i, intensityOf<Ops>(r, g, b));
+    else
+      storeIntensity<Ops, N>(static_cast<Sample<N>*>(dst) + i, intensityOf<Ops>(r, g, b));
   }
   return i;
 }
 
-template <typename Ops, int N>
+template <typename Ops, int N, bool Stream = false>
 std::int64_t intensityPlanesForm(const std::uint8_t* r, const std::uint8_t* g, const std::uint8_t* b,
                                  void* dst, std::int64_t n) {
+  static_assert(!Stream || N == VIDEO_DOUBLE);
   constexpr int L = Ops::kLanes;
   std::int64_t i = 0;
-  for (; i + L <= n; i += L)
-    storeIntensity<Ops, N>(static_cast<Sample<N>*>(dst) + i,
-                           intensityOf<Ops>(Ops::loadBytes(r + i), Ops::loadBytes(g + i), Ops::loadBytes(b + i)));
-  return i;
-}
-
-// The VIDEO_DOUBLE forms onto a line-aligned dst, with streaming stores.
-template <typename Ops>
-std::int64_t intensityBGRDoubleStreamed(const std::uint8_t* bgr, void* dst, std::int64_t n) {
-  constexpr int L = Ops::kLanes;
-  std::int64_t i = 0;
-  for (; i + L <= n && 3 * i + Ops::kBGRLoadBytes <= 3 * n; i += L) {
-    typename Ops::V r, g, b;
-    Ops::loadBGR(bgr + 3 * i, r, g, b);
-    Ops::streamDouble(static_cast<double*>(dst) + i, intensityOf<Ops>(r, g, b));
+  for (; i + L <= n; i += L) {
+    const auto v = intensityOf<Ops>(Ops::loadBytes(r + i), Ops::loadBytes(g + i), Ops::loadBytes(b + i));
+    if constexpr (Stream)
+      Ops::streamDouble(static_cast<double*>(dst) + i, v);
+    else
+      storeIntensity<Ops, N>(static_cast<Sample<N>*>(dst) + i, v);
   }
-  return i;
-}
-
-template <typename Ops>
-std::int64_t intensityPlanesDoubleStreamed(const std::uint8_t* r, const std::uint8_t* g, const std::uint8_t* b,
-                                           void* dst, std::int64_t n) {
-  constexpr int L = Ops::kLanes;
-  std::int64_t i = 0;
-  for (; i + L <= n; i += L)
-    Ops::streamDouble(static_cast<double*>(dst) + i,
-                      intensityOf<Ops>(Ops::loadBytes(r + i), Ops::loadBytes(g + i), Ops::loadBytes(b + i)));
   return i;
 }
 
@@ -104,8 +93,8 @@ constexpr IntensityForms makeIntensityForms() {
       {&intensityPlanesForm<Ops, 0>, &intensityPlanesForm<Ops, 1>, &intensityPlanesForm<Ops, 2>,
        &intensityPlanesForm<Ops, 3>, &intensityPlanesForm<Ops, 4>, &intensityPlanesForm<Ops, 5>,
        &intensityPlanesForm<Ops, 6>, &intensityPlanesForm<Ops, 7>, &intensityPlanesForm<Ops, 8>},
-      &intensityBGRDoubleStreamed<Ops>,
-      &intensityPlanesDoubleStreamed<Ops>,
+      &intensityBGRForm<Ops, VIDEO_DOUBLE, true>,
+      &intensityPlanesForm<Ops, VIDEO_DOUBLE, true>,
       nullptr};
 }
 

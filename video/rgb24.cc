@@ -37,7 +37,7 @@ void RGB24ChannelsCopy(void const* frame, void* red, void* green, void* blue, in
   const T* table = kRGB24WidenTable<N>.data();
   const PackedRows<const std::uint8_t> rows(static_cast<const std::uint8_t*>(frame), 3 * std::int64_t{w}, h);
   T* const planes[3] = {static_cast<T*>(red), static_cast<T*>(green), static_cast<T*>(blue)};
-  const bool stream = streamFor(3 * sizeof(T) * std::int64_t{w} * h);
+  const bool stream = streamFor(bgrRowStride(w) * h, 3 * sizeof(T) * std::int64_t{w} * h);
   const auto row = [&](int r, int c, int n, T* const out[3], bool toMemory) {
     splitBGRRow<N>(rows.row(r) + 3 * c, out[0], out[1], out[2], n, table, toMemory);
   };

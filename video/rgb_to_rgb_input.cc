@@ -18,7 +18,7 @@ void RGBToRGBChannelsInput(void const* frame, void* red, void* green, void* blue
   const T* lut = eightBitTable<N>();
   const PackedRows<const std::uint8_t> rows(static_cast<const std::uint8_t*>(frame), 3 * std::int64_t{w}, h);
   T* const planes[3] = {static_cast<T*>(red), static_cast<T*>(green), static_cast<T*>(blue)};
-  const bool stream = streamFor(3 * sizeof(T) * std::int64_t{w} * h);
+  const bool stream = streamFor(bgrRowStride(w) * h, 3 * sizeof(T) * std::int64_t{w} * h);
   const auto row = [&](int r, int c, int n, T* const out[3], bool toMemory) {
     splitBGRRow<N>(rows.row(r) + 3 * c, out[0], out[1], out[2], n, lut, toMemory);
   };
@@ -42,7 +42,7 @@ void RGBToRGBChannelsInput_mmr(void const* frame, void* red, void* green, void* 
     if constexpr (N == VIDEO_UINT8) {
       for (int p = 0; p < 3; ++p) transposePlane(src + p * planeBytes, planes[p], w, h);
     } else {
-      const bool stream = streamFor(3 * sizeof(T) * planeBytes);
+      const bool stream = streamFor(3 * planeBytes, 3 * sizeof(T) * planeBytes);
       const auto row = [&](int r, int c, int n, T* const out[3], bool) {
         for (int p = 0; p < 3; ++p) widenRun<N>(src + p * planeBytes + r * W + c, out[p], n, lut);
       };
@@ -53,9 +53,10 @@ void RGBToRGBChannelsInput_mmr(void const* frame, void* red, void* green, void* 
     // Both sides column-major: element i from byte i, so only w * h matters.
     const std::int32_t count = product32(w, h);
     if (count < 1) return;
-    const bool stream = streamFor(3 * sizeof(T) * std::int64_t{count});
+    const bool stream = streamFor(3 * std::int64_t{count}, 3 * sizeof(T) * std::int64_t{count});
     for (int p = 0; p < 3; ++p)
       widenRun<N>(src + static_cast<std::int64_t>(p) * count, planes[p], count, lut, stream);
+    endStream(stream);
   }
 }
 

@@ -34,7 +34,7 @@ void RGBToYCbCrChannelsInput(void const* frame, void* yp, void* cbp, void* crp, 
   const std::uint8_t* top = static_cast<const std::uint8_t*>(frame) + (h - 1) * stride;
   YCbCrPlanes<N> planes(yp, cbp, crp);
   if (orientation == ORIENTATION_ROW_MAJOR) {
-    const bool stream = streamFor(4 * sizeof(T) * std::int64_t{pairs} * h);
+    const bool stream = streamFor(stride * h, 4 * sizeof(T) * std::int64_t{pairs} * h);
     for (int r = 0; r < h; ++r) {
       const std::int64_t o = static_cast<std::int64_t>(r) * pairs;
       bgrToYCbCrRow<N>(top - r * stride, planes.p[0] + 2 * o, planes.p[1] + o, planes.p[2] + o,
@@ -43,7 +43,7 @@ void RGBToYCbCrChannelsInput(void const* frame, void* yp, void* cbp, void* crp, 
     endStream(stream);
   } else {
     constexpr int per[3] = {2, 1, 1};
-    const bool stream = streamFor(4 * sizeof(T) * std::int64_t{pairs} * h);
+    const bool stream = streamFor(stride * h, 4 * sizeof(T) * std::int64_t{pairs} * h);
     rowsToColumns(planes.p, per, h, pairs, [&](int r, int k0, int n, T* const* dst) {
       const std::uint8_t* px = top - r * stride + 6 * k0;
       if (k0 + n < pairs) prefetchRun(px + 6 * n, 6 * n);
@@ -113,7 +113,7 @@ void YCbCrToYCbCrChannelsInput(void const* frame, void* yp, void* cbp, void* crp
     const std::int32_t n = product32(w, h);
     if (n <= 0) return;
     const int pairs = ((n - 1) >> 1) + 1;
-    const bool stream = streamFor(4 * sizeof(T) * std::int64_t{pairs});
+    const bool stream = streamFor(4 * std::int64_t{pairs}, 4 * sizeof(T) * std::int64_t{pairs});
     yuy2ToPlanesRow<N>(f, planes.p[0], planes.p[1], planes.p[2], pairs, lut, stream);
     endStream(stream);
   } else if (orientation == ORIENTATION_COLUMN_MAJOR) {
@@ -123,7 +123,7 @@ void YCbCrToYCbCrChannelsInput(void const* frame, void* yp, void* cbp, void* crp
       // macro-pixels, w / 2 of them a row.
       const std::int64_t rowBytes = 2 * static_cast<std::int64_t>(w);
       constexpr int per[3] = {2, 1, 1};
-      const bool stream = streamFor(2 * sizeof(T) * std::int64_t{w} * h);
+      const bool stream = streamFor(2 * std::int64_t{w} * h, 2 * sizeof(T) * std::int64_t{w} * h);
       rowsToColumns(planes.p, per, h, w / 2, [&](int r, int k0, int n, T* const* dst) {
         const std::uint8_t* px = f + r * rowBytes + 4 * k0;
         if (k0 + n < w / 2) prefetchRun(px + 4 * n, 4 * n);
@@ -159,7 +159,7 @@ void YCbCrToRGBChannelsBody(void const* frame, int w, int h, bool rowMajor, void
     const std::int32_t n = product32(w, h);
     if (n <= 0) return;
     const int pairs = ((n - 1) >> 1) + 1;
-    const bool stream = streamFor(6 * sizeof(T) * std::int64_t{pairs});
+    const bool stream = streamFor(4 * std::int64_t{pairs}, 6 * sizeof(T) * std::int64_t{pairs});
     yuy2ToRGBRow<N>(f, planes.p[0], planes.p[1], planes.p[2], pairs, lut, m, stream);
     endStream(stream);
   } else {
@@ -167,7 +167,7 @@ void YCbCrToRGBChannelsBody(void const* frame, int w, int h, bool rowMajor, void
     if (pairs <= 0 || h <= 0) return;
     const std::int64_t rowBytes = 4 * static_cast<std::int64_t>(pairs);
     constexpr int per[3] = {2, 2, 2};
-    const bool stream = streamFor(6 * sizeof(T) * std::int64_t{pairs} * h);
+    const bool stream = streamFor(rowBytes * h, 6 * sizeof(T) * std::int64_t{pairs} * h);
     rowsToColumns(planes.p, per, h, pairs, [&](int r, int k0, int n, T* const* dst) {
       const std::uint8_t* px = f + r * rowBytes + 4 * k0;
       if (k0 + n < pairs) prefetchRun(px + 4 * n, 4 * n);

@@ -4,6 +4,9 @@
 // documentation asks for, which the harness allocates exactly) and a model
 // written loop for loop from the layout rules; the sweep runs all nine types,
 // sizes from 1 x 1 to several column tiles, orientations 0, 1 and 2.
+#include <functional>
+
+#include "types/stream.h"
 #include "video/frames_reference.h"
 
 using namespace frames_ref;
@@ -355,4 +358,67 @@ TYPED_TEST(Frames, YCbCrInput) {
 TYPED_TEST(Frames, YCbCrOutput) {
   constexpr int N = TypeParam::value;
   sweepAll<N, YCbCrToBGR<N>, RGBToYUY2<N>, GreyToYUY2<N>, YCbCrToYUY2<N>>();
+}
+
+namespace {
+
+// A picture whose working set is large enough that the row-major output
+// routines write the frame past the caches, against the same routine run
+// one row at a time (each call small enough to write through the caches).
+template <int N>
+void expectStreamedOutputsEqualRowByRow() {
+  using T = Sample<N>;
+  const int w = 1002, h = static_cast<int>(rivulet::streamMinBytes() / (w * (3 * sizeof(T) + 3))) + 2;
+  if (h > 16384) GTEST_SKIP() << "a last-level cache too large to fill in a test";
+  const size_t n = size_t{w} * h, stride = bgrStride(w);
+  const auto bytes = videoref::randomBytes(3 * n, N + 40);
+  std::vector<T> planes(3 * n);
+  rivulet::initEightBitLUT(static_cast<VideoDataType>(N));
+  for (size_t i = 0; i < 3 * n; ++i) {
+    if constexpr (N == VIDEO_UINT8)
+      planes[i] = bytes[i];
+    else
+      planes[i] = videoTraits<N>::EightBitLUT[bytes[i]];
+  }
+  const T* p[3] = {planes.data(), planes.data() + n, planes.data() + 2 * n};
+  const int pairs = w / 2;
+  const auto whole = [&](VideoOutputFcn f, std::vector<std::uint8_t>& frame) {
+    f(p[0], p[1], p[2], frame.data(), w, h, ORIENTATION_ROW_MAJOR);
+  };
+  struct Case {
+    VideoOutputFcn f;
+    size_t frameBytes;
+    std::function<void(VideoOutputFcn, std::vector<std::uint8_t>&, int)> row;
+  };
+  const Case cases[] = {
+      {MM_GetRGBToRGBChannelsOutputFcn(static_cast<VideoDataType>(N)), stride * h,
+       [&](VideoOutputFcn f, std::vector<std::uint8_t>& frame, int r) {
+         f(p[0] + size_t{w} * r, p[1] + size_t{w} * r, p[2] + size_t{w} * r, frame.data() + (h - 1 - r) * stride, w, 1,
+           ORIENTATION_ROW_MAJOR);
+       }},
+      {MM_GetYCbCrToRGBChannelsOutputFcn(static_cast<VideoDataType>(N)), stride * h,
+       [&](VideoOutputFcn f, std::vector<std::uint8_t>& frame, int r) {
+         f(p[0] + size_t{w} * r, p[1] + size_t(pairs) * r, p[2] + size_t(pairs) * r,
+           frame.data() + (h - 1 - r) * stride, w, 1, ORIENTATION_ROW_MAJOR);
+       }},
+      {MM_GetYCbCrToYCbCrChannelsOutputFcn(static_cast<VideoDataType>(N)), 2 * n,
+       [&](VideoOutputFcn f, std::vector<std::uint8_t>& frame, int r) {
+         f(p[0] + size_t{w} * r, p[1] + size_t(pairs) * r, p[2] + size_t(pairs) * r, frame.data() + 2 * size_t{w} * r,
+           w, 1, ORIENTATION_ROW_MAJOR);
+       }},
+  };
+  for (const Case& c : cases) {
+    std::vector<std::uint8_t> a(c.frameBytes + 64, kGuard), b(a);
+    whole(c.f, a);
+    for (int r = 0; r < h; ++r) c.row(c.f, b, r);
+    ASSERT_EQ(a, b) << "type " << N;
+  }
+}
+
+}  // namespace
+
+TEST(FramesLarge, StreamedOutputsEqualRowByRow) {
+  expectStreamedOutputsEqualRowByRow<VIDEO_SINGLE>();
+  expectStreamedOutputsEqualRowByRow<VIDEO_UINT8>();
+  expectStreamedOutputsEqualRowByRow<VIDEO_INT16>();
 }

@@ -202,20 +202,48 @@ TEST(FastForms, ByteTransposeBlocksEqualPlain) {
   });
 }
 
-// The row kernel writing past the caches (row-major pictures of 2 MiB and
-// more), at every element offset within a line, against the plain form.
-TEST(FastForms, StreamedRowsEqualPlain) {
-  initEightBitLUT(VIDEO_DOUBLE);
-  const auto* lut = eightBitTable<VIDEO_DOUBLE>();
-  for (int n : {1, 9, 100, 1921})
-    for (int shift = 0; shift < 8; ++shift) {
-      const auto bgr = randomBytes(3 * n, n + shift);
-      std::vector<double> a(3 * (n + 8), -1.0), b(a);
-      splitBGRRow<VIDEO_DOUBLE>(bgr.data(), &a[shift], &a[n + 8 + shift], &a[2 * (n + 8) + shift], n, lut, true);
-      endStream(true);
-      splitBGRRow_C<VIDEO_DOUBLE>(bgr.data(), &b[shift], &b[n + 8 + shift], &b[2 * (n + 8) + shift], n, lut);
-      ASSERT_EQ(a, b) << n << " " << shift;
-    }
+// The row kernel through the caches and past them, at every element offset
+// within a line, against the plain form, for the types it widens in pieces.
+template <int N>
+void expectSplitRowsEqualPlain() {
+  using T = Sample<N>;
+  initEightBitLUT(static_cast<VideoDataType>(N));
+  const auto* lut = eightBitTable<N>();
+  for (bool stream : {false, true})
+    for (int n : {1, 9, 100, 1921, 4100})
+      for (int shift = 0; shift < 8; ++shift) {
+        const auto bgr = randomBytes(3 * n, n + shift);
+        std::vector<T> a(3 * (n + 8), T{7}), b(a);
+        splitBGRRow<N>(bgr.data(), &a[shift], &a[n + 8 + shift], &a[2 * (n + 8) + shift], n, lut, stream);
+        endStream(stream);
+        splitBGRRow_C<N>(bgr.data(), &b[shift], &b[n + 8 + shift], &b[2 * (n + 8) + shift], n, lut);
+        ASSERT_EQ(a, b) << "type " << N << " n " << n << " shift " << shift << " stream " << stream;
+      }
+}
+
+TEST(FastForms, SplitRowsEqualPlain) {
+  expectSplitRowsEqualPlain<VIDEO_DOUBLE>();
+  expectSplitRowsEqualPlain<VIDEO_SINGLE>();
+  expectSplitRowsEqualPlain<VIDEO_INT32>();
+  expectSplitRowsEqualPlain<VIDEO_UINT16>();
+  expectSplitRowsEqualPlain<VIDEO_INT8>();
+}
+
+// Runs of 3-, 4- and 6-byte units written past the caches, from every start
+// within a line, give the bytes of the same run written straight.
+TEST(PlaneDriver, StreamedRunsEqualStraight) {
+  for (int unit : {3, 4, 6})
+    for (int count : {1, 40, 64, 65, 700, 2500})
+      for (int shift = 0; shift < 64; ++shift) {
+        std::vector<std::uint8_t> a(static_cast<size_t>(unit) * count + 128, 0xAA), b(a);
+        const auto make = [&](std::uint8_t* out, std::int64_t c, std::int64_t n) {
+          for (std::int64_t i = 0; i < n * unit; ++i) out[i] = static_cast<std::uint8_t>((c * unit + i) * 7 + 1);
+        };
+        writeRun(a.data() + shift, unit, count, true, make);
+        endStream(true);
+        writeRun(b.data() + shift, unit, count, false, make);
+        ASSERT_EQ(a, b) << unit << " " << count << " " << shift;
+      }
 }
 
 // The tiled transpose layer, whole planes and streamed tiles, against the plain transpose.
