@@ -35,36 +35,6 @@ inline void endStream(bool stream) {
   if (stream && videoForms().streamFence != nullptr) videoForms().streamFence();
 }
 
-// Writes a run of `count` units of `unit` bytes (at most 8) at dst, with
-// `stream` past the caches: write(out, c, n) makes the bytes of units c to
-// c + n - 1 at out. Past the caches, the units up to dst's first 64-byte
-// boundary and the last ones short of a block go straight to dst; the rest
-// is made in blocks in L1, whose whole lines then go out with non-temporal
-// stores. Where no unit boundary meets a line boundary, or the CPU has no
-// such store, everything goes straight to dst.
-template <typename Write>
-void writeRun(std::uint8_t* dst, int unit, std::int64_t count, bool stream, const Write& write) {
-  const auto streamLine = stream ? videoForms().streamLine : nullptr;
-  const auto address = reinterpret_cast<std::uintptr_t>(dst);
-  std::int64_t lead = -1;
-  for (int k = 0; k < 64 && lead < 0; ++k)
-    if ((address + static_cast<std::uintptr_t>(k) * unit) % 64 == 0) lead = k;
-  if (streamLine == nullptr || lead < 0 || lead >= count) return write(dst, 0, count);
-  write(dst, 0, lead);
-  // Blocks of whole multiples of 64 units are whole lines.
-  constexpr int kBlockUnits = 1024;
-  alignas(64) std::uint8_t block[8 * kBlockUnits];
-  std::int64_t c = lead;
-  for (; c + 64 <= count;) {
-    const std::int64_t n = std::min<std::int64_t>(kBlockUnits, (count - c) / 64 * 64);
-    write(block, c, n);
-    std::uint8_t* to = dst + c * unit;
-    for (std::int64_t b = 0; b < n * unit; b += 64) streamLine(to + b, block + b);
-    c += n;
-  }
-  write(dst + c * unit, c, count - c);
-}
-
 // Frame to planes: row(r, c, n, out, stream) writes out[p][0..n) with plane
 // p of pixels (r, c) to (r, c + n - 1). Row-major planes get their own rows,
 // and `stream` says whether to write them past the caches; any other

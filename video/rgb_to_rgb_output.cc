@@ -21,18 +21,10 @@ void RGBToRGBChannelsOutput(void const* red, void const* green, void const* blue
   T const* const planes[3] = {static_cast<T const*>(red), static_cast<T const*>(green),
                               static_cast<T const*>(blue)};
   const PackedRows<std::uint8_t> rows(static_cast<std::uint8_t*>(frame), 3 * std::int64_t{w}, h);
-  // Row-major rows go past the caches when planes and frame outgrow them
-  // (the grey family passes one plane three times).
-  const int distinct = 1 + (green != red) + (blue != red && blue != green);
-  const bool stream = orientation == ORIENTATION_ROW_MAJOR &&
-                      streamFor(distinct * sizeof(T) * std::int64_t{w} * h, bgrRowStride(w) * h);
   const auto row = [&](int r, int c, int n, T const* const in[3]) {
-    writeRun(rows.row(r) + 3 * c, 3, n, stream, [&](std::uint8_t* out, std::int64_t k, std::int64_t m) {
-      mergeBGRRow<N>(in[0] + k, in[1] + k, in[2] + k, out, static_cast<int>(m));
-    });
+    mergeBGRRow<N>(in[0], in[1], in[2], rows.row(r) + 3 * c, n);
   };
   planesToRows<T, 3>(row, planes, w, h, orientation);
-  endStream(stream);
 }
 
 // The grey plane stands in for all three; plane1 and plane2 are not read.

@@ -9,7 +9,6 @@
 #include "video/column_tiles.h"
 #include "video/families.h"
 #include "video/frame_kernels.h"
-#include "video/plane_driver.h"
 
 namespace rivulet {
 namespace {
@@ -35,16 +34,11 @@ void YCbCrToRGBChannelsOutput(void const* yp, void const* cbp, void const* crp, 
   const std::int64_t stride = bgrRowStride(w);
   std::uint8_t* bottom = static_cast<std::uint8_t*>(frame) + (h - 1) * stride;
   if (orientation == ORIENTATION_ROW_MAJOR) {
-    const bool stream = streamFor(4 * sizeof(T) * std::int64_t{pairs} * h, stride * h);
-    for (int r = 0; r < h; ++r) {
-      const T* y = planes.p[0] + static_cast<std::int64_t>(r) * w;
-      const T* cb = planes.p[1] + static_cast<std::int64_t>(r) * pairs;
-      const T* cr = planes.p[2] + static_cast<std::int64_t>(r) * pairs;
-      writeRun(bottom - r * stride, 6, pairs, stream, [&](std::uint8_t* out, std::int64_t k, std::int64_t n) {
-        ycbcrToBGRRow<N>(y + 2 * k, cb + k, cr + k, out, static_cast<int>(n), m);
-      });
-    }
-    endStream(stream);
+    for (int r = 0; r < h; ++r)
+      ycbcrToBGRRow<N>(planes.p[0] + static_cast<std::int64_t>(r) * w,
+                       planes.p[1] + static_cast<std::int64_t>(r) * pairs,
+                       planes.p[2] + static_cast<std::int64_t>(r) * pairs, bottom - r * stride,
+                       pairs, m);
   } else {
     constexpr int per[3] = {2, 1, 1};
     columnsToRows(planes.p, per, h, pairs, [&](int r, int k0, int n, T const* const* src) {
@@ -154,12 +148,7 @@ void YCbCrToYCbCrChannelsOutput(void const* yp, void const* cbp, void const* crp
   if (orientation == ORIENTATION_ROW_MAJOR) {
     const std::int32_t n = product32(w, h);
     if (n <= 0) return;
-    const int pairs = ((n - 1) >> 1) + 1;
-    const bool stream = streamFor(4 * sizeof(T) * std::int64_t{pairs}, 4 * std::int64_t{pairs});
-    writeRun(out, 4, pairs, stream, [&](std::uint8_t* to, std::int64_t k, std::int64_t m) {
-      planesToYUY2Row<N>(planes.p[0] + 2 * k, planes.p[1] + k, planes.p[2] + k, to, static_cast<int>(m));
-    });
-    endStream(stream);
+    planesToYUY2Row<N>(planes.p[0], planes.p[1], planes.p[2], out, ((n - 1) >> 1) + 1);
   } else {
     const int pairs = ((w - 1) >> 1) + 1;
     if (pairs <= 0 || h <= 0) return;

@@ -229,23 +229,6 @@ TEST(FastForms, SplitRowsEqualPlain) {
   expectSplitRowsEqualPlain<VIDEO_INT8>();
 }
 
-// Runs of 3-, 4- and 6-byte units written past the caches, from every start
-// within a line, give the bytes of the same run written straight.
-TEST(PlaneDriver, StreamedRunsEqualStraight) {
-  for (int unit : {3, 4, 6})
-    for (int count : {1, 40, 64, 65, 700, 2500})
-      for (int shift = 0; shift < 64; ++shift) {
-        std::vector<std::uint8_t> a(static_cast<size_t>(unit) * count + 128, 0xAA), b(a);
-        const auto make = [&](std::uint8_t* out, std::int64_t c, std::int64_t n) {
-          for (std::int64_t i = 0; i < n * unit; ++i) out[i] = static_cast<std::uint8_t>((c * unit + i) * 7 + 1);
-        };
-        writeRun(a.data() + shift, unit, count, true, make);
-        endStream(true);
-        writeRun(b.data() + shift, unit, count, false, make);
-        ASSERT_EQ(a, b) << unit << " " << count << " " << shift;
-      }
-}
-
 // The tiled transpose layer, whole planes and streamed tiles, against the plain transpose.
 TEST(TransposeLayer, PlanesAndStreamedTilesEqualPlain) {
   for (auto [w, h] : {std::pair{16, 16}, {64, 64}, {47, 81}, {130, 129}, {65, 17}, {16, 17}, {1, 200},
