@@ -213,31 +213,16 @@ int ycbcrToBGR(const std::uint8_t* y, const std::uint8_t* cb, const std::uint8_t
 // ---- Forward transform ----------------------------------------------------------------------
 
 // In 16-bit lanes, wrapping, for matrices that fit (forwardFitsInt16).
-struct Forward {
-  __m256i c[9], off[3];
-  bool ok;
-  explicit Forward(const YCbCrMatrices& m) {
-    const int* f = m.fwd;
-    ok = forwardFitsInt16(m);
-    for (int i = 0; i < 9; ++i) c[i] = _mm256_set1_epi16(static_cast<short>(f[i]));
-    for (int i = 0; i < 3; ++i) off[i] = _mm256_set1_epi16(static_cast<short>(m.off[i]));
-  }
-  __m256i sum(int row, __m256i r, __m256i g, __m256i b) const {
-    const __m256i s = _mm256_add_epi16(
-        _mm256_add_epi16(_mm256_mullo_epi16(r, c[3 * row]), _mm256_mullo_epi16(g, c[3 * row + 1])),
-        _mm256_mullo_epi16(b, c[3 * row + 2]));
-    return _mm256_add_epi16(s, _mm256_set1_epi16(128));
-  }
-  // Luma of 16 pixels, clamped to 255 (it cannot fall below the offset).
-  __m256i luma(__m256i r, __m256i g, __m256i b) const {
-    return _mm256_min_epu16(_mm256_add_epi16(_mm256_srli_epi16(sum(0, r, g, b), 8), off[0]),
-                            _mm256_set1_epi16(255));
-  }
-  // Chroma row 1 or 2, arithmetic shift; the unsigned pack clamps later.
-  __m256i chroma(int row, __m256i r, __m256i g, __m256i b) const {
-    return _mm256_add_epi16(_mm256_srai_epi16(sum(row, r, g, b), 8), off[row]);
-  }
+struct Ops16x16 {
+  using V = __m256i;
+  static V set1(short x) { return _mm256_set1_epi16(x); }
+  static V add(V a, V b) { return _mm256_add_epi16(a, b); }
+  static V mul(V a, V b) { return _mm256_mullo_epi16(a, b); }
+  static V minU(V a, V b) { return _mm256_min_epu16(a, b); }
+  static V shiftRight(V a) { return _mm256_srli_epi16(a, 8); }
+  static V shiftRightSigned(V a) { return _mm256_srai_epi16(a, 8); }
 };
+using Forward = Forward16<Ops16x16>;
 
 int bgrToYCbCr(const std::uint8_t* bgr, std::uint8_t* y, std::uint8_t* cb, std::uint8_t* cr,
                int pairs, const YCbCrMatrices& m) {

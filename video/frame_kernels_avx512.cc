@@ -142,33 +142,19 @@ int ycbcrToBGR(const std::uint8_t* y, const std::uint8_t* cb, const std::uint8_t
 
 // ---- Forward transform ----------------------------------------------------------------------------
 
-// The AVX2 form's 16-bit arithmetic (frame_kernels_avx2.cc: the same wrapping
-// sums, in the same lanes), 32 pairs a step: the pixels split into component
-// bytes by permutes, the left and right pixel of each pair in the low and
-// high byte of a 16-bit lane.
-struct Forward512 {
-  __m512i c[9], off[3];
-  bool ok;
-  explicit Forward512(const YCbCrMatrices& m) {
-    const int* f = m.fwd;
-    ok = forwardFitsInt16(m);
-    for (int i = 0; i < 9; ++i) c[i] = _mm512_set1_epi16(static_cast<short>(f[i]));
-    for (int i = 0; i < 3; ++i) off[i] = _mm512_set1_epi16(static_cast<short>(m.off[i]));
-  }
-  __m512i sum(int row, __m512i r, __m512i g, __m512i b) const {
-    const __m512i s = _mm512_add_epi16(
-        _mm512_add_epi16(_mm512_mullo_epi16(r, c[3 * row]), _mm512_mullo_epi16(g, c[3 * row + 1])),
-        _mm512_mullo_epi16(b, c[3 * row + 2]));
-    return _mm512_add_epi16(s, _mm512_set1_epi16(128));
-  }
-  __m512i luma(__m512i r, __m512i g, __m512i b) const {
-    return _mm512_min_epu16(_mm512_add_epi16(_mm512_srli_epi16(sum(0, r, g, b), 8), off[0]),
-                            _mm512_set1_epi16(255));
-  }
-  __m512i chroma(int row, __m512i r, __m512i g, __m512i b) const {
-    return _mm512_add_epi16(_mm512_srai_epi16(sum(row, r, g, b), 8), off[row]);
-  }
+// The shared 16-bit arithmetic (Forward16) at 512 bits, 32 pairs a step: the
+// pixels split into component bytes by permutes, the left and right pixel of
+// each pair in the low and high byte of a 16-bit lane.
+struct Ops32x16 {
+  using V = __m512i;
+  static V set1(short x) { return _mm512_set1_epi16(x); }
+  static V add(V a, V b) { return _mm512_add_epi16(a, b); }
+  static V mul(V a, V b) { return _mm512_mullo_epi16(a, b); }
+  static V minU(V a, V b) { return _mm512_min_epu16(a, b); }
+  static V shiftRight(V a) { return _mm512_srli_epi16(a, 8); }
+  static V shiftRightSigned(V a) { return _mm512_srai_epi16(a, 8); }
 };
+using Forward512 = Forward16<Ops32x16>;
 
 int bgrToYCbCr(const std::uint8_t* bgr, std::uint8_t* y, std::uint8_t* cb, std::uint8_t* cr,
                int pairs, const YCbCrMatrices& m) {

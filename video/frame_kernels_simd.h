@@ -10,9 +10,9 @@
 #include <cstdint>
 #include <cstring>
 
-namespace rivulet {
+#include "video/ycbcr_rules.h"
 
-struct YCbCrMatrices;
+namespace rivulet {
 
 // Whether the 16-bit forward forms hold matrices m exactly. In wrapping
 // 16-bit lanes only the final sum of a row must fit: unsigned for the luma
@@ -21,6 +21,29 @@ struct YCbCrMatrices;
 // times 255, plus 128, within -32768..32767); the offsets are bytes.
 // Defined in plain code, for the forms of every width.
 bool forwardFitsInt16(const YCbCrMatrices& m);
+
+// The forward transform in wrapping 16-bit lanes, written once for any
+// width: Ops gives the vector type and its 16-bit operations. Each SIMD
+// source instantiates it with its own Ops; `ok` says whether the matrices
+// fit (forwardFitsInt16), and a form that finds them not doing returns 0.
+template <typename Ops>
+struct Forward16 {
+  using V = typename Ops::V;
+  V c[9], off[3];
+  bool ok;
+  explicit Forward16(const YCbCrMatrices& m) : ok(forwardFitsInt16(m)) {
+    for (int i = 0; i < 9; ++i) c[i] = Ops::set1(static_cast<short>(m.fwd[i]));
+    for (int i = 0; i < 3; ++i) off[i] = Ops::set1(static_cast<short>(m.off[i]));
+  }
+  V sum(int row, V r, V g, V b) const {
+    const V s = Ops::add(Ops::add(Ops::mul(r, c[3 * row]), Ops::mul(g, c[3 * row + 1])), Ops::mul(b, c[3 * row + 2]));
+    return Ops::add(s, Ops::set1(128));
+  }
+  // Luma, clamped to 255 (it cannot fall below the offset).
+  V luma(V r, V g, V b) const { return Ops::minU(Ops::add(Ops::shiftRight(sum(0, r, g, b)), off[0]), Ops::set1(255)); }
+  // Chroma row 1 or 2, arithmetic shift; the unsigned pack clamps later.
+  V chroma(int row, V r, V g, V b) const { return Ops::add(Ops::shiftRightSigned(sum(row, r, g, b)), off[row]); }
+};
 
 // A 256-entry widening table of 2-, 4- or 8-byte samples split into byte planes:
 // plane[j][i] is byte j (little-endian) of entry i, for the byte-permute
